@@ -1,0 +1,29 @@
+# Shared settings for every Marlindex target: warnings on, one place to change them.
+function(marlindex_warnings target)
+    target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion
+                                             -Wsign-conversion -Wnon-virtual-dtor -Wold-style-cast)
+    if(MARLINDEX_WERROR)
+        target_compile_options(${target} PRIVATE -Werror)
+    endif()
+endfunction()
+
+# marlindex_library(name SOURCES ... DEPENDS ...): a core library of one src/ folder.
+function(marlindex_library name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
+    add_library(${name} STATIC ${ARG_SOURCES})
+    target_include_directories(${name} PUBLIC "${PROJECT_SOURCE_DIR}/src")
+    target_link_libraries(${name} PUBLIC ${ARG_DEPENDS})
+    marlindex_warnings(${name})
+endfunction()
+
+# marlindex_test(name SOURCES ... DEPENDS ...): one GoogleTest executable beside its library.
+function(marlindex_test name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
+    add_executable(${name} ${ARG_SOURCES})
+    target_link_libraries(${name} PRIVATE ${ARG_DEPENDS} GTest::gtest GTest::gtest_main)
+    target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")
+    marlindex_warnings(${name})
+    include(GoogleTest)
+    gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
+                         PROPERTIES ENVIRONMENT "MARLINDEX_SOURCE_DIR=${PROJECT_SOURCE_DIR}")
+endfunction()

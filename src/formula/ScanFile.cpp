@@ -1,0 +1,422 @@
+#include "formula/ScanFile.h"
+
+#include "formula/Catalogues.h"
+#include "formula/Translation.h"
+#include "startup/TextHelpers.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <set>
+
+namespace marlindex {
+
+namespace {
+
+using nlohmann::json;
+
+constexpr int kMaxBrackets = 32767;
+
+// Where a value sits in the file, for messages: "row 2, field \"bars1\"".
+struct Place {
+    std::string row; // "" at the top level, else "row N"
+    std::string Field(std::string_view name) const {
+        std::string text = row;
+        if (!text.empty()) {
+            text += ", ";
+        }
+        return text + "field \"" + std::string(name) + "\"";
+    }
+};
+
+std::string Quoted(std::string_view text) {
+    return "\"" + std::string(text) + "\"";
+}
+
+void RejectUnknownFields(const json& object, std::initializer_list<std::string_view> known,
+                         const Place& place, std::string_view objectName = {}) {
+    for (const auto& [key, value] : object.items()) {
+        if (std::find(known.begin(), known.end(), key) == known.end()) {
+            std::string where =
+                objectName.empty() ? place.Field(key) : place.Field(objectName) + "." + key;
+            throw ScanError(
+                where, "unknown field; expected one of " + [&] {
+                    std::string list;
+                    for (const auto name : known) {
+                        list += (list.empty() ? "" : ", ") + std::string(name);
+                    }
+                    return list;
+                }());
+        }
+    }
+}
+
+const json* Find(const json& object, std::string_view key) {
+    const auto it = object.find(key);
+    return it == object.end() ? nullptr : &*it;
+}
+
+std::string GetString(const json& value, const std::string& where) {
+    if (!value.is_string()) {
+        throw ScanError(where, "must be a text");
+    }
+    return value.get<std::string>();
+}
+
+std::string StringOr(const json& object, std::string_view key, const Place& place,
+                     std::string fallback) {
+    const json* value = Find(object, key);
+    return value ? GetString(*value, place.Field(key)) : std::move(fallback);
+}
+
+double GetNumber(const json& value, const std::string& where) {
+    if (!value.is_number()) {
+        throw ScanError(where, "must be a number");
+    }
+    const double number = value.get<double>();
+    if (!std::isfinite(number)) {
+        throw ScanError(where, "must be a finite number");
+    }
+    return number;
+}
+
+std::int64_t GetWholeNumber(const json& value, const std::string& where, std::int64_t minimum,
+                            std::int64_t maximum) {
+    const std::string range =
+        "a whole number from " + std::to_string(minimum) + " to " + std::to_string(maximum);
+    if (!value.is_number()) {
+        throw ScanError(where, "must be " + range);
+    }
+    const double number = value.get<double>();
+    if (!std::isfinite(number) || std::floor(number) != number) {
+        throw ScanError(where, "must be " + range);
+    }
+    if (number < static_cast<double>(minimum) || number > static_cast<double>(maximum)) {
+        throw ScanError(where, "is out of range: must be " + range);
+    }
+    return value.is_number_integer() ? value.get<std::int64_t>()
+                                     : static_cast<std::int64_t>(number);
+}
+
+// One of a fixed set of words; letter case is forgiven and the canonical spelling returned.
+std::string GetChoice(const json& value, const std::string& where,
+                      std::initializer_list<std::string_view> choices) {
+    const std::string text = GetString(value, where);
+    for (const auto choice : choices) {
+        if (EqualsIgnoreCase(choice, text)) {
+            return std::string(choice);
+        }
+    }
+    std::string list;
+    for (const auto choice : choices) {
+        list += (list.empty() ? "" : ", ") + Quoted(choice);
+    }
+    throw ScanError(where, Quoted(text) + " is not one of " + list);
+}
+
+int GetIndicator(const json& value, const std::string& where) {
+    if (value.is_number()) {
+        return static_cast<int>(GetWholeNumber(value, where, 0, kIndicatorCount - 1));
+    }
+    const std::string name = GetString(value, where);
+    if (const auto index = FindIndicatorByName(name)) {
+        return *index;
+    }
+    throw ScanError(where, "unknown indicator " + Quoted(name));
+}
+
+int GetComparison(const json& value, const std::string& where) {
+    if (value.is_number()) {
+        return static_cast<int>(GetWholeNumber(value, where, 0, kComparisonCount - 1));
+    }
+    const std::string text = GetString(value, where);
+    if (const auto index = FindComparisonByText(text)) {
+        return *index;
+    }
+    throw ScanError(where, "unknown comparison " + Quoted(text));
+}
+
+std::string GetOption(const json* value, int indicator, const Place& place,
+                      std::string_view field) {
+    const std::vector<OptionEntry> options = IndicatorOptions(indicator);
+    if (value == nullptr) {
+        return options.empty() ? std::string() : options.front().text;
+    }
+    const std::string where = place.Field(field);
+    const std::string text = GetString(*value, where);
+    if (options.empty()) {
+        if (text.empty()) {
+            return text;
+        }
+        throw ScanError(where, Indicator(indicator).displayName + " has no options");
+    }
+    std::string list;
+    for (const auto& option : options) {
+        if (EqualsIgnoreCase(option.text, text)) {
+            return option.text;
+        }
+        list += (list.empty() ? "" : ", ") + Quoted(option.text);
+    }
+    throw ScanError(where, Quoted(text) + " is not an option of " +
+                               Indicator(indicator).displayName + " (" + list + ")");
+}
+
+struct Modifier {
+    bool on = false;
+    std::string operation;
+    double amount = 0;
+    std::string unit;
+};
+
+Modifier GetModifier(const json* value, const Place& place, std::string_view field, bool withUnit) {
+    Modifier modifier;
+    if (value == nullptr) {
+        return modifier;
+    }
+    const std::string where = place.Field(field);
+    if (!value->is_object()) {
+        throw ScanError(where, "must be an object with \"op\" and \"amount\"");
+    }
+    if (withUnit) {
+        RejectUnknownFields(*value, {"op", "amount", "unit"}, place, field);
+    } else {
+        RejectUnknownFields(*value, {"op", "amount"}, place, field);
+    }
+    modifier.on = true;
+    const json* op = Find(*value, "op");
+    if (op == nullptr) {
+        throw ScanError(where,
+                        "needs \"op\": \"Increase\", \"Decrease\", \"Multiply\" or \"Divide\"");
+    }
+    modifier.operation = GetChoice(
+        *op, where + ".op", {kModifyIncrease, kModifyDecrease, kModifyMultiply, kModifyDivide});
+    if (const json* amount = Find(*value, "amount")) {
+        modifier.amount = GetNumber(*amount, where + ".amount");
+    }
+    if (withUnit) {
+        const json* unit = Find(*value, "unit");
+        modifier.unit = unit ? GetChoice(*unit, where + ".unit", {kUnitValue, kUnitPercent})
+                             : std::string(kUnitValue);
+    }
+    return modifier;
+}
+
+ScanRow ParseRow(const json& row, std::size_t number, std::vector<std::string>& warnings) {
+    const Place place{"row " + std::to_string(number)};
+    if (!row.is_object()) {
+        throw ScanError(place.row, "must be an object");
+    }
+    RejectUnknownFields(row,
+                        {"joiner", "open", "close", "indicator1", "option1", "bars1", "modify1",
+                         "comparison", "target", "indicator2", "option2", "bars2", "modify2",
+                         "value"},
+                        place);
+    ScanRow result;
+    EditorState& s = result.state;
+    if (const json* joiner = Find(row, "joiner")) {
+        result.joiner = GetChoice(*joiner, place.Field("joiner"), {"AND", "OR"});
+    }
+    if (const json* open = Find(row, "open")) {
+        result.openBrackets =
+            static_cast<int>(GetWholeNumber(*open, place.Field("open"), 0, kMaxBrackets));
+    }
+    if (const json* close = Find(row, "close")) {
+        result.closeBrackets =
+            static_cast<int>(GetWholeNumber(*close, place.Field("close"), 0, kMaxBrackets));
+    }
+
+    const json* indicator1 = Find(row, "indicator1");
+    if (indicator1 == nullptr) {
+        throw ScanError(place.Field("indicator1"), "is required");
+    }
+    const int a = GetIndicator(*indicator1, place.Field("indicator1"));
+    s.indicator1 = a;
+    s.option1 = GetOption(Find(row, "option1"), a, place, "option1");
+    constexpr std::int64_t kMaxBars = std::numeric_limits<std::int32_t>::max();
+    if (const json* bars = Find(row, "bars1")) {
+        s.tp1 = static_cast<std::int32_t>(GetWholeNumber(*bars, place.Field("bars1"), 0, kMaxBars));
+    }
+    const Modifier modify1 = GetModifier(Find(row, "modify1"), place, "modify1", false);
+    s.modify1On = modify1.on;
+    s.modify1Operation = modify1.operation;
+    s.modify1 = modify1.amount;
+
+    const json* comparison = Find(row, "comparison");
+    if (comparison == nullptr) {
+        throw ScanError(place.Field("comparison"), "is required");
+    }
+    const int c = GetComparison(*comparison, place.Field("comparison"));
+    const std::vector<int> offered = AvailableComparisons(a);
+    if (std::find(offered.begin(), offered.end(), c) == offered.end()) {
+        throw ScanError(place.Field("comparison"), Quoted(Comparison(c).text) +
+                                                       " is not offered for " +
+                                                       Indicator(a).displayName);
+    }
+    s.comparison = c;
+
+    const int kind = Comparison(c).kind;
+    std::string target;
+    if (const json* value = Find(row, "target")) {
+        target = GetChoice(*value, place.Field("target"), {kTargetIndicator, kTargetValue});
+        const bool allowed =
+            kind == 1 || (kind == 0 ? target == kTargetIndicator : target == kTargetValue);
+        if (!allowed) {
+            throw ScanError(place.Field("target"),
+                            Quoted(Comparison(c).text) + " compares with " +
+                                (kind == 0 ? "an indicator only" : "a value only"));
+        }
+    } else if (kind == 1) {
+        throw ScanError(place.Field("target"), "is required for " + Quoted(Comparison(c).text) +
+                                                   ": \"Indicator\" or \"Value\"");
+    } else {
+        target = kind == 0 ? kTargetIndicator : kTargetValue;
+    }
+    // The lowest/highest comparisons have no target list in the editor.
+    s.comparisonType = kind == 3 ? std::string() : target;
+
+    if (const json* indicator2 = Find(row, "indicator2")) {
+        const int b = GetIndicator(*indicator2, place.Field("indicator2"));
+        const std::vector<int> paired = PairedIndicators(a);
+        if (std::find(paired.begin(), paired.end(), b) == paired.end()) {
+            throw ScanError(place.Field("indicator2"), Indicator(b).displayName +
+                                                           " cannot be compared with " +
+                                                           Indicator(a).displayName);
+        }
+        s.indicator2 = b;
+        s.option2 = GetOption(Find(row, "option2"), b, place, "option2");
+        if (target == kTargetValue) {
+            warnings.push_back(place.row + ": \"indicator2\" is given while the target is "
+                                           "\"Value\"; the formula may compare with it instead "
+                                           "of the value");
+        }
+    } else {
+        if (Find(row, "option2") != nullptr) {
+            throw ScanError(place.Field("option2"), "needs \"indicator2\"");
+        }
+        if (target == kTargetIndicator) {
+            warnings.push_back(place.row + ": the target is \"Indicator\" but no \"indicator2\" "
+                                           "is given; the condition has no second operand");
+        }
+    }
+    if (const json* bars = Find(row, "bars2")) {
+        s.tp2 = static_cast<std::int32_t>(GetWholeNumber(*bars, place.Field("bars2"), 0, kMaxBars));
+    }
+    const Modifier modify2 = GetModifier(Find(row, "modify2"), place, "modify2", true);
+    s.modify2On = modify2.on;
+    s.modify2Operation = modify2.operation;
+    s.modify2 = modify2.amount;
+    s.modify2Unit = modify2.on ? modify2.unit : std::string();
+    if (const json* value = Find(row, "value")) {
+        s.value1 = GetNumber(*value, place.Field("value"));
+    }
+    return result;
+}
+
+// Line and column of a byte offset, for JSON syntax errors.
+std::string LineAndColumn(std::string_view text, std::size_t offset) {
+    offset = std::min(offset, text.size());
+    const std::string_view before = text.substr(0, offset);
+    const auto line = std::count(before.begin(), before.end(), '\n') + 1;
+    const std::size_t lineStart = before.rfind('\n');
+    const std::size_t column = offset - (lineStart == std::string_view::npos ? 0 : lineStart + 1);
+    return "line " + std::to_string(line) + ", column " +
+           std::to_string(std::max<std::size_t>(column, 1));
+}
+
+// The filter expression keeps CR LF line breaks, as the formula box holds it.
+std::string WithCrLf(std::string_view text) {
+    std::string result;
+    result.reserve(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '\n' && (i == 0 || text[i - 1] != '\r')) {
+            result += '\r';
+        }
+        result += text[i];
+    }
+    return result;
+}
+
+} // namespace
+
+ParsedScan ParseScan(std::string_view text) {
+    json document;
+    try {
+        document = json::parse(text.begin(), text.end());
+    } catch (const json::parse_error& error) {
+        throw ScanError(LineAndColumn(text, error.byte == 0 ? 0 : error.byte - 1),
+                        "not valid JSON");
+    }
+    if (!document.is_object()) {
+        throw ScanError("", "a scan file must hold one JSON object");
+    }
+    const Place top;
+    RejectUnknownFields(
+        document,
+        {"name", "description", "analysis", "applyTo", "range", "rangeN", "filter", "rows"}, top);
+    ParsedScan parsed;
+    Scan& scan = parsed.scan;
+    scan.name = StringOr(document, "name", top, "");
+    scan.description = StringOr(document, "description", top, "");
+    if (const json* value = Find(document, "analysis")) {
+        const std::string analysis =
+            GetChoice(*value, top.Field("analysis"), {"exploration", "buy", "sell"});
+        scan.analysis = analysis == "buy"    ? AnalysisType::BuyScan
+                        : analysis == "sell" ? AnalysisType::SellScan
+                                             : AnalysisType::Exploration;
+    }
+    if (const json* value = Find(document, "applyTo")) {
+        const std::string applyTo =
+            GetChoice(*value, top.Field("applyTo"), {"all", "current", "filter"});
+        scan.applyTo = applyTo == "filter"    ? kApplyToFilter
+                       : applyTo == "current" ? kApplyToCurrent
+                                              : kApplyToAll;
+    }
+    if (const json* value = Find(document, "range")) {
+        const std::string range =
+            GetChoice(*value, top.Field("range"), {"all", "lastBars", "lastDays"});
+        scan.range = range == "all"        ? kRangeAllBars
+                     : range == "lastDays" ? kRangeLastDays
+                                           : kRangeLastBars;
+    }
+    if (const json* value = Find(document, "rangeN")) {
+        scan.rangeN = static_cast<std::int32_t>(GetWholeNumber(
+            *value, top.Field("rangeN"), 0, std::numeric_limits<std::int32_t>::max()));
+    }
+    scan.filter = WithCrLf(StringOr(document, "filter", top, ""));
+    if (const json* rows = Find(document, "rows")) {
+        if (!rows->is_array()) {
+            throw ScanError(top.Field("rows"), "must be a list of rows");
+        }
+        std::size_t number = 0;
+        for (const json& row : *rows) {
+            scan.rows.push_back(ParseRow(row, ++number, parsed.warnings));
+        }
+    }
+    return parsed;
+}
+
+GeneratedScan GenerateScan(const Scan& scan, CProgramSettings& settings) {
+    GeneratedScan generated;
+    int gridCount = 0;
+    for (const ScanRow& row : scan.rows) {
+        ++gridCount;
+        const bool first = gridCount == 1;
+        const ConditionTranslation translation = TranslateCondition(row.state, settings);
+        std::string rowText = RowDisplayText(row.joiner, first, row.openBrackets,
+                                             translation.description, row.closeBrackets);
+        generated.rowTexts.push_back(rowText);
+        StoreCondition(generated.records, gridCount, false, 0, row.joiner, translation,
+                       std::move(rowText));
+        ConditionRecord& record = generated.records.back();
+        record.leftBrackets = static_cast<std::int16_t>(row.openBrackets);
+        record.rightBrackets = static_cast<std::int16_t>(row.closeBrackets);
+    }
+    generated.conditionCode =
+        std::string(TrimBlanks(BuildConditionCode(generated.records, gridCount)));
+    generated.formula =
+        AssembleFormula(generated.conditionCode, scan.filter, scan.applyTo, scan.analysis);
+    return generated;
+}
+
+} // namespace marlindex

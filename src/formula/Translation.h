@@ -1,0 +1,45 @@
+// Turns the editor's choices for one condition into AFL and into the words of its grid row.
+// All AFL comes from the catalogue templates by plain text substitution; the indicator
+// parameters come from the settings store, with the catalogue defaults as fall-back.
+#pragma once
+
+#include "formula/ConditionRecord.h"
+#include "formula/EditorState.h"
+#include "settings/ProgramSettings.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace marlindex {
+
+struct ConditionTranslation {
+    std::string expression;  // the row's AFL condition
+    std::string leftPart;    // stored as code part 1: up to the comparison operator, trimmed
+    std::string rightPart;   // stored as code part 2: from the operator on
+    std::string description; // the row's words, without joiner and brackets
+
+    // Values the translation corrected; the editor shows them and the record keeps them.
+    std::optional<std::int32_t> correctedTP1; // "has been above/below" over 0 bars means 1
+    std::optional<double> correctedModify2;   // a percentage of 0 or less means 1
+    EditorState state;                        // the editor state with the corrections applied
+};
+
+// Translates the editor state. A state without indicator 1 or without a comparison is an
+// unfinished row: its expression and parts are empty, and it contributes nothing to the code.
+// Reads the indicator parameters under Settings\Indicator\<index> (the settings' section is
+// left there).
+ConditionTranslation TranslateCondition(const EditorState& state, CProgramSettings& settings);
+
+// The row's words for an editor state (with corrections already applied).
+std::string DescribeCondition(const EditorState& state);
+
+// Writes a translated condition into the record of the row being edited, as the editor does
+// on every change: the record list is sized to `gridCount`; the target is `selectedRow` in
+// edit mode, else the last row, which in add mode also takes `gridOperator` as its joiner
+// (the first row never has one) and `gridCount` as its row number.
+void StoreCondition(ConditionRecordList& records, int gridCount, bool editMode, int selectedRow,
+                    std::string_view gridOperator, const ConditionTranslation& translation,
+                    std::string rowText);
+
+} // namespace marlindex
