@@ -302,6 +302,12 @@ ScanRow ParseRow(const json& row, std::size_t number, std::vector<std::string>& 
     if (const json* bars = Find(row, "bars2")) {
         s.tp2 = static_cast<std::int32_t>(GetWholeNumber(*bars, place.Field("bars2"), 0, kMaxBars));
     }
+    // With a second period of 0 the bar-by-bar forms put indicator 2 where the value would
+    // go, so the value would vanish from the condition; the editor offers no such choice.
+    if (s.tp2 == 0 && target == kTargetValue && kind == 1 && Comparison(c).templates.size() > 2) {
+        throw ScanError(place.Field("bars2"),
+                        "must not be 0 when the target is \"Value\": a value has no bars ago");
+    }
     const Modifier modify2 = GetModifier(Find(row, "modify2"), place, "modify2", true);
     s.modify2On = modify2.on;
     s.modify2Operation = modify2.operation;
