@@ -1,0 +1,92 @@
+// The registry tree behind both hives: keys under the predefined roots, each key holding
+// subkeys and named values, plus reading and writing it as REGEDIT4 text.
+//
+// Key paths and value names follow the registry's rules: ASCII letter case does not matter,
+// empty path segments are ignored, and a name keeps the spelling it was first written with.
+// Values keep the order they were first written in, so a file keeps its shape when it is
+// written back. Everything here is Windows-1252 bytes; nothing is converted.
+#pragma once
+
+#include "settings/RegistryHive.h"
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace marlindex {
+
+// The registry's own limits, kept so that a file which Windows could not import is refused
+// here too, and so that a hostile file cannot build a tree deep enough to exhaust the stack.
+inline constexpr std::size_t kMaxKeyNameLength = 255;
+inline constexpr std::size_t kMaxKeyDepth = 512;
+
+// "HKEY_CURRENT_USER" and so on; nullopt for any other text (letter case does not matter).
+std::optional<RegistryRoot> RegistryRootFromName(std::string_view name);
+std::string_view RegistryRootName(RegistryRoot root);
+
+// Where REGEDIT4 text could not be understood: the 1-based line and what was wrong there.
+struct RegistryTextError {
+    std::size_t line = 0;
+    std::string what;
+
+    std::string Describe() const; // "line 7: ..."
+};
+
+class RegistryData {
+public:
+    // nullopt when the key or the value is missing.
+    std::optional<RegistryValue> Read(RegistryRoot root, std::string_view path,
+                                      std::string_view name) const;
+
+    // Creates the key and its missing ancestors, then stores the value (replacing one of the
+    // same name, whose first spelling is kept). false, with nothing changed, for a key path
+    // or name the registry (or a REGEDIT4 file) cannot hold: a segment longer than
+    // kMaxKeyNameLength, a path deeper than kMaxKeyDepth, or a NUL, CR or LF in a name.
+    bool Write(RegistryRoot root, std::string_view path, std::string_view name,
+               const RegistryValue& value);
+    bool CreateKey(RegistryRoot root, std::string_view path);
+
+    bool HasKey(RegistryRoot root, std::string_view path) const;
+    // The value names of a key in the order they were first written; empty for a missing key.
+    std::vector<std::string> ValueNames(RegistryRoot root, std::string_view path) const;
+
+    bool empty() const { return roots_.empty(); }
+
+    // The whole tree as a REGEDIT4 file: CR LF line ends, keys in case-insensitive order
+    // (each key before its subkeys), every value exactly as stored.
+    std::string ToRegedit4() const;
+
+    // Parses REGEDIT4 text. Anything not understood is an error, never skipped: a file that
+    // loads must mean exactly what it says.
+    static std::optional<RegistryData> FromRegedit4(std::string_view text,
+                                                    RegistryTextError* error = nullptr);
+
+private:
+    struct NamedValue {
+        std::string name; // first spelling
+        RegistryValue value;
+    };
+
+    struct Key {
+        std::string name;         // first spelling
+        std::string folded;       // lower-case name, the sort and lookup key
+        std::vector<Key> subkeys; // sorted by `folded`
+        std::vector<NamedValue> values;
+    };
+
+    struct Root {
+        RegistryRoot root;
+        Key key;
+    };
+
+    const Key* FindKey(RegistryRoot root, std::string_view path) const;
+    Key* FindOrCreateKey(RegistryRoot root, std::string_view path);
+    static void SetValue(Key& key, std::string_view name, const RegistryValue& value);
+    static void WriteKey(std::string& out, const Key& key, std::string& path);
+
+    std::vector<Root> roots_; // sorted by root handle value
+};
+
+} // namespace marlindex
