@@ -2,12 +2,20 @@
 
 #include <fstream>
 #include <iterator>
+#include <random>
 
 namespace marlindex {
 
 namespace fs = std::filesystem;
 
 std::optional<std::string> ReadWholeFile(const fs::path& path, std::error_code* error) {
+    std::error_code status;
+    if (fs::is_directory(path, status)) {
+        if (error != nullptr) {
+            *error = std::make_error_code(std::errc::is_a_directory);
+        }
+        return std::nullopt;
+    }
     std::ifstream in(path, std::ios::binary);
     if (!in) {
         if (error != nullptr) {
@@ -18,7 +26,13 @@ std::optional<std::string> ReadWholeFile(const fs::path& path, std::error_code* 
         }
         return std::nullopt;
     }
-    std::string bytes{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    std::string bytes;
+    try {
+        bytes.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    } catch (const std::ios_base::failure&) {
+        // The stream buffer reports a failed read (a device, a vanished file) by throwing.
+        in.setstate(std::ios::badbit);
+    }
     if (in.bad()) {
         if (error != nullptr) {
             *error = std::make_error_code(std::errc::io_error);
@@ -30,9 +44,13 @@ std::optional<std::string> ReadWholeFile(const fs::path& path, std::error_code* 
 
 std::error_code WriteFileAtomically(const fs::path& path, std::string_view bytes,
                                     const fs::path& temporaryName) {
+    // Without a given name the temporary one is unique, so two writers never share it.
+    const auto uniqueName = [&] {
+        std::random_device random;
+        return path.filename().string() + "." + std::to_string(random()) + ".tmp";
+    };
     const fs::path temporary =
-        path.parent_path() /
-        (temporaryName.empty() ? fs::path(path.filename().string() + ".tmp") : temporaryName);
+        path.parent_path() / (temporaryName.empty() ? fs::path(uniqueName()) : temporaryName);
     std::error_code ec;
     {
         std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
@@ -58,7 +76,10 @@ std::error_code WriteFileAtomically(const fs::path& path, std::string_view bytes
 std::optional<fs::path> KeepAside(const fs::path& path, std::string_view suffix) {
     std::error_code ec;
     fs::path target = path.string() + std::string(suffix);
-    for (int n = 1; fs::exists(target, ec) && n < 1000; ++n) {
+    for (int n = 1; fs::exists(target, ec) || ec; ++n) {
+        if (n > 9999) {
+            return std::nullopt; // rather keep the file where it is than lose an earlier copy
+        }
         target = path.string() + std::string(suffix) + std::to_string(n);
     }
     fs::rename(path, target, ec);

@@ -15,7 +15,7 @@ namespace marlindex {
 std::optional<std::string> ReadWholeFile(const std::filesystem::path& path,
                                          std::error_code* error = nullptr);
 
-// Writes `bytes` to `temporaryName` (default: the target's name + ".tmp") beside `path`,
+// Writes `bytes` to `temporaryName` (default: a unique name) beside `path`,
 // then renames it over `path`. Returns an empty error code on success; on failure the
 // target is untouched and the temporary file removed.
 std::error_code WriteFileAtomically(const std::filesystem::path& path, std::string_view bytes,

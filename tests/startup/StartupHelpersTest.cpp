@@ -1,7 +1,7 @@
-#include "startup/TextHelpers.h"
-
 #include "startup/AtomicFile.h"
 #include "startup/Codepage.h"
+#include "startup/TextHelpers.h"
+#include "support/TempFolder.h"
 
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -70,16 +70,8 @@ TEST(Codepage, DecodeTextTakesStrayBytesAsWindows1252) {
 
 class AtomicFileTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        folder_ = std::filesystem::temp_directory_path() /
-                  ("marlindex-atomic-" +
-                   std::to_string(::testing::UnitTest::GetInstance()->random_seed()) + "-" +
-                   ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        std::filesystem::remove_all(folder_);
-        std::filesystem::create_directories(folder_);
-    }
-    void TearDown() override { std::filesystem::remove_all(folder_); }
-    std::filesystem::path folder_;
+    test::TempFolder temp_;
+    const std::filesystem::path& folder_ = temp_.path();
 };
 
 TEST_F(AtomicFileTest, ReplacesTheFileWholeAndLeavesNoTemporary) {
@@ -101,6 +93,8 @@ TEST_F(AtomicFileTest, FailedWriteLeavesTargetUntouched) {
     std::error_code error;
     EXPECT_FALSE(ReadWholeFile(folder_ / "absent", &error));
     EXPECT_EQ(error, std::errc::no_such_file_or_directory);
+    EXPECT_FALSE(ReadWholeFile(folder_, &error)) << "a folder is not read as a file";
+    EXPECT_EQ(error, std::errc::is_a_directory);
 }
 
 TEST_F(AtomicFileTest, KeepAsideNeverOverwritesAnEarlierCopy) {

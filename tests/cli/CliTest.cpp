@@ -1,0 +1,133 @@
+// The command-line contract: what goes to stdout, what to stderr, and the exit status.
+#include "cli/CliCommands.h"
+#include "support/TempFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+namespace marlindex {
+namespace {
+
+struct Result {
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+
+Result RunTool(std::vector<std::string> args, const std::string& input = "") {
+    std::istringstream in(input);
+    std::ostringstream out;
+    std::ostringstream err;
+    Result result;
+    result.status = RunCli(args, in, out, err);
+    result.out = out.str();
+    result.err = err.str();
+    return result;
+}
+
+std::size_t Lines(const std::string& text) {
+    return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+}
+
+class CliTest : public ::testing::Test {
+protected:
+    std::string NoRegistry() const { return (folder_ / "absent.reg").string(); }
+    test::TempFolder folder_;
+};
+
+const std::string kScan = R"j({"analysis": "sell", "rows": [
+    {"indicator1": "RSI", "comparison": "is less than", "target": "Value", "value": 30},
+    {"joiner": "OR", "indicator1": "MA (Short)", "comparison": "crosses above",
+     "indicator2": "MA (Long)", "bars1": 3}]})j";
+
+TEST_F(CliTest, GenerateWritesTheFormulaBoxTextAndNothingElse) {
+    const Result result = RunTool({"generate", "--registry", NoRegistry(), "-"}, kScan);
+    EXPECT_EQ(result.status, kExitOk);
+    EXPECT_EQ(result.out, "Sell = RSIa( Close, 14 ) < 30\r\n"
+                          "OR BarsSince( Cross( MA( Close, 5 ), MA( Close, 50 ) ) ) <= 3;");
+    EXPECT_EQ(result.err, "");
+
+    const Result rows = RunTool({"generate", "--describe", "--registry", NoRegistry(), "-"}, kScan);
+    EXPECT_EQ(rows.out, "RSI of the current bar is less than 30\n"
+                        "OR MA (Short) Simple crosses above MA (Long) Simple on or after the "
+                        "previous 3 bars\n");
+}
+
+TEST_F(CliTest, GenerateReadsIndicatorDefaultsFromTheSettingsFile) {
+    const auto registry = folder_ / "registry.reg";
+    test::WriteBytes(registry, "REGEDIT4\r\n\r\n"
+                               "[HKEY_CURRENT_USER\\Software\\QRV\\Marlindex\\Settings\\Indicator\\16]\r\n"
+                               "\"2\"=\"9\"\r\n");
+    const Result result = RunTool({"generate", "--registry", registry.string(), "-"}, kScan);
+    EXPECT_EQ(result.status, kExitOk) << result.err;
+    EXPECT_EQ(result.out.substr(0, 28), "Sell = RSIa( Close, 9 ) < 30");
+}
+
+TEST_F(CliTest, ADamagedSettingsFileIsReportedAndLeftAlone) {
+    const auto registry = folder_ / "registry.reg";
+    const std::string damaged = "REGEDIT4\r\n\r\n\"orphan\"=\"no key\"\r\n";
+    test::WriteBytes(registry, damaged);
+    const Result result = RunTool({"generate", "--registry", registry.string(), "-"}, kScan);
+    EXPECT_EQ(result.status, kExitOk);
+    EXPECT_EQ(result.out.substr(0, 29), "Sell = RSIa( Close, 14 ) < 30") << "defaults apply";
+    EXPECT_NE(result.err.find("warning: "), std::string::npos);
+    EXPECT_EQ(test::ReadBytes(registry), damaged);
+}
+
+TEST_F(CliTest, BadScanGivesOneLineNamingFileRowAndField) {
+    const auto scan = folder_ / "scan.json";
+    test::WriteBytes(scan, R"j({"rows": [{"indicator1": "RSI", "comparison": 3,
+                                 "target": "Value", "bars1": -2}]})j");
+    const Result result = RunTool({"generate", "--registry", NoRegistry(), scan.string()});
+    EXPECT_EQ(result.status, kExitBadInput);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(Lines(result.err), 1u);
+    EXPECT_EQ(result.err.rfind(scan.string() + ": row 1, field \"bars1\": ", 0), 0u) << result.err;
+
+    const Result missing = RunTool({"generate", (folder_ / "none.json").string()});
+    EXPECT_EQ(missing.status, kExitBadInput);
+    EXPECT_EQ(missing.out, "");
+    EXPECT_NE(missing.err.find("cannot read the file"), std::string::npos);
+}
+
+TEST_F(CliTest, AllowedButDoubtfulInputWarnsAndStillGenerates) {
+    const Result result = RunTool({"generate", "--registry", NoRegistry(), "-"},
+                              R"j({"analysis": "buy", "rows": [{"indicator1": "RSI",
+                                  "comparison": 3, "target": "Indicator"}]})j");
+    EXPECT_EQ(result.status, kExitOk);
+    EXPECT_EQ(result.out, "Buy = RSIa( Close, 14 ) < Ref( Array2, -1 );");
+    EXPECT_NE(result.err.find("stdin: warning: row 1: "), std::string::npos) << result.err;
+}
+
+TEST_F(CliTest, UsageErrorsAreBadInput) {
+    for (const auto& args : std::vector<std::vector<std::string>>{
+             {}, {"frobnicate"}, {"generate"}, {"highlight", "--format", "rtf", "-"}}) {
+        const Result result = RunTool(args);
+        EXPECT_EQ(result.status, kExitBadInput);
+        EXPECT_EQ(result.out, "");
+        EXPECT_NE(result.err, "");
+    }
+    const Result help = RunTool({"--help"});
+    EXPECT_EQ(help.status, kExitOk);
+    EXPECT_NE(help.out.find("generate"), std::string::npos);
+}
+
+TEST_F(CliTest, HighlightListsRunsOfCharacters) {
+    const Result result = RunTool({"highlight", "-"}, "Buy = MA(Close,5);");
+    EXPECT_EQ(result.status, kExitOk);
+    EXPECT_EQ(result.out, "0 3 #000000 bold\n"      // Buy
+                          "3 3 #000000 regular\n"   // " = "
+                          "6 2 #0000ff regular\n"   // MA
+                          "8 1 #000000 regular\n"   // (
+                          "9 5 #000000 bold\n"      // Close
+                          "14 1 #000000 regular\n"  // ,
+                          "15 1 #ff00ff regular\n"  // 5
+                          "16 2 #000000 regular\n"); // );
+    const Result html = RunTool({"highlight", "--format", "html", "-"}, "Sell = 1 < 2;");
+    EXPECT_EQ(html.out.rfind("<pre>", 0), 0u);
+    EXPECT_NE(html.out.find("&lt;"), std::string::npos);
+}
+
+} // namespace
+} // namespace marlindex
