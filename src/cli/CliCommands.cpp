@@ -157,10 +157,16 @@ int RunCli(const std::vector<std::string>& args, std::istream& in, std::ostream&
         return kExitBadInput;
     }
 
-    if (generateCommand->parsed()) {
-        return Generate(generate, in, out, err);
+    try {
+        if (generateCommand->parsed()) {
+            return Generate(generate, in, out, err);
+        }
+        return Highlight(highlight, in, out, err);
+    } catch (const std::exception& error) {
+        // Nothing expected reaches here; say what happened rather than abort.
+        err << "marlindex-cli: " << error.what() << "\n";
+        return kExitFailure;
     }
-    return Highlight(highlight, in, out, err);
 }
 
 } // namespace marlindex
