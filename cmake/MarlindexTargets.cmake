@@ -2,6 +2,10 @@
 function(marlindex_warnings target)
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion
                                              -Wsign-conversion -Wnon-virtual-dtor -Wold-style-cast)
+    # GCC 12 warns falsely about std::string's operator+ when optimising (GCC bug 105651).
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+        target_compile_options(${target} PRIVATE -Wno-restrict)
+    endif()
     if(MARLINDEX_WERROR)
         target_compile_options(${target} PRIVATE -Werror)
     endif()
