@@ -1,0 +1,871 @@
+#include "mainwindow/MainWindowState.h"
+
+#include "formula/AflNumber.h"
+#include "formula/Assembly.h"
+#include "formula/Catalogues.h"
+#include "formula/Translation.h"
+#include "startup/TextHelpers.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <limits>
+#include <string_view>
+#include <utility>
+
+namespace marlindex {
+
+namespace {
+
+constexpr int kClearedGridRows = 15;
+constexpr std::int32_t kMaxWhole = std::numeric_limits<std::int32_t>::max();
+
+// A row that btnAnd / btnOr started and the editor has not written yet reads "AND " or "OR ".
+bool IsPendingRowText(std::string_view text) {
+    return text.size() == 3 || text.size() == 4;
+}
+
+// Comparisons 2 to 4 compare the sides bar by bar: the only ones that shift side 2 in time.
+bool ComparesBarByBar(std::optional<int> comparison) {
+    return comparison && *comparison >= 2 && *comparison <= 4;
+}
+
+std::size_t Index(int i) {
+    return static_cast<std::size_t>(i);
+}
+
+// The bar fields take digits (and "/", which ends the number): the leading whole number of
+// the text, 0 when there is none, capped at the largest 32-bit count.
+std::int32_t ReadBars(std::string_view text) {
+    text = TrimBlanks(text);
+    std::int64_t value = 0;
+    for (const char c : text) {
+        if (c < '0' || c > '9') {
+            break;
+        }
+        value = std::min<std::int64_t>(value * 10 + (c - '0'), kMaxWhole);
+    }
+    return static_cast<std::int32_t>(value);
+}
+
+// The leading decimal number of an amount or value field ("12.5%" reads 12.5, "abc" 0).
+// Always "." as the decimal point: the number goes into AFL as it is read.
+double ReadNumber(std::string_view text) {
+    text = TrimBlanks(text);
+    std::size_t end = 0;
+    if (end < text.size() && (text[end] == '-' || text[end] == '+')) {
+        ++end;
+    }
+    const std::size_t digitsStart = end;
+    while (end < text.size() && text[end] >= '0' && text[end] <= '9') {
+        ++end;
+    }
+    if (end < text.size() && text[end] == '.') {
+        ++end;
+        while (end < text.size() && text[end] >= '0' && text[end] <= '9') {
+            ++end;
+        }
+    }
+    std::string_view number = text.substr(0, end);
+    const bool negative = !number.empty() && number.front() == '-';
+    number.remove_prefix(digitsStart);
+    double value = 0;
+    if (number.empty() || number == ".") {
+        return 0;
+    }
+    std::from_chars(number.data(), number.data() + number.size(), value);
+    return negative ? -value : value;
+}
+
+// The range box accepts any number a user may type ("5", " -5 ", "2.5", "1e2"); anything
+// else is not a number.
+std::optional<double> ReadRange(std::string_view text) {
+    text = TrimBlanks(text);
+    if (!text.empty() && text.front() == '+') {
+        text.remove_prefix(1);
+    }
+    double value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (text.empty() || error != std::errc() || end != text.data() + text.size() ||
+        !std::isfinite(value)) {
+        return std::nullopt;
+    }
+    return value;
+}
+
+} // namespace
+
+MainWindowState::MainWindowState(CProgramSettings& settings) : settings_(&settings) {
+    lblTP1.caption = "1st Bar:";
+    lblTP2.caption = "2nd Bar:";
+    lblModify1.caption = "Amount:";
+    lblModify2.caption = "Amount:";
+    lblVal1.caption = "Value";
+    cboModifyED2.AddItem(kUnitValue);
+    cboModifyED2.AddItem(kUnitPercent);
+
+    mAND.caption = "&AND";
+    mOR.caption = "&OR";
+    mAddLeftBracket.caption = "+ (";
+    mRemoveLeftBracket.caption = "-  (";
+    mAddRightBracket.caption = "+ )";
+    mRemoveRightBracket.caption = "-  )";
+
+    // Until the stored run settings are loaded, the run options are their defaults.
+    SetAnalysisType(0);
+    SetApplyTo(0);
+    SetScanRange(1);
+    txtRange.text = scanRangeNumber_;
+
+    btnClearAll_Click();
+}
+
+std::string MainWindowState::Caption() const {
+    return scanName_.empty() ? std::string("Marlindex") : "Marlindex - [" + scanName_ + "]";
+}
+
+void MainWindowState::SetAnalysisType(int value) {
+    analysisType_ = value;
+    optExplore.value = value == 0;
+    optScanBuy.value = value == 1;
+    optScanSell.value = value != 0 && value != 1;
+}
+
+void MainWindowState::SetApplyTo(int value) {
+    applyTo_ = value;
+    optAllTickers.value = value == 0;
+    OptCurrentTicker.value = value == 1;
+    OptUseFilter.value = value != 0 && value != 1;
+}
+
+void MainWindowState::SetScanRange(int value) {
+    scanRange_ = value;
+    optAllBars.value = value == 0;
+    OptLastBars.value = value == 1;
+    OptLastDays.value = value != 0 && value != 1;
+}
+
+std::string MainWindowState::BarPhrase1() const {
+    if (tp1_ == 0) {
+        return "the current period";
+    }
+    return tp1_ == 1 ? "1 period ago" : std::to_string(tp1_) + " periods ago";
+}
+
+// ---- the formula pipeline ----
+
+int MainWindowState::CountConditionRows() const {
+    for (int row = MSFlexGrid1.Rows() - 1; row >= 0; --row) {
+        if (!MSFlexGrid1.rows[Index(row)].empty()) {
+            return row + 1;
+        }
+    }
+    return 0;
+}
+
+void MainWindowState::UpdateFormula() {
+    EditorState state;
+    state.indicator1 = cboIA1.SelectedData();
+    state.option1 = cboED1.Text();
+    state.tp1 = tp1_;
+    state.modify1On = chkModify1.checked;
+    state.modify1Operation = cboModify1.Text();
+    state.modify1 = modify1_;
+    state.comparison = comparisonOperator_;
+    state.comparisonType = cboCT.Text();
+    state.indicator2 = cboIA2.Text().empty() ? std::nullopt : cboIA2.SelectedData();
+    state.option2 = cboED2.Text();
+    state.tp2 = tp2_;
+    state.modify2On = chkModify2.checked;
+    state.modify2Operation = cboModify2.Text();
+    state.modify2 = modify2_;
+    state.modify2Unit = cboModifyED2.Text();
+    state.value1 = value1_;
+    const ConditionTranslation translation = TranslateCondition(state, *settings_);
+
+    const bool editMode = gridMode_ == "EDIT";
+    const int target = editMode ? selectedRow_ : std::max(gridCount_ - 1, 0);
+    if (target < 0) {
+        return;
+    }
+    int left = 0;
+    int right = 0;
+    if (Index(target) < records_.size()) {
+        left = records_[Index(target)].leftBrackets;
+        right = records_[Index(target)].rightBrackets;
+    }
+    std::string text =
+        RowDisplayText(gridOperator_, target == 0, left, translation.description, right);
+    if (MSFlexGrid1.Rows() <= target) {
+        MSFlexGrid1.rows.resize(Index(target) + 1);
+    }
+    MSFlexGrid1.rows[Index(target)] = text;
+    gridCount_ = CountConditionRows();
+
+    StoreCondition(records_, gridCount_, editMode, selectedRow_, gridOperator_, translation,
+                   std::move(text));
+    if (translation.correctedTP1) {
+        tp1_ = *translation.correctedTP1;
+        txtTP1.text = std::to_string(tp1_);
+    }
+    if (translation.correctedModify2) {
+        modify2_ = *translation.correctedModify2;
+        txtModify2.text = FormatAflNumber(modify2_);
+    }
+    conditionCode_ = BuildConditionCode(records_, gridCount_);
+    AssembleFormula();
+}
+
+void MainWindowState::AssembleFormula() {
+    conditionCode_ = std::string(TrimBlanks(conditionCode_));
+    // The option buttons, not the stored number, say which kind of formula this is.
+    const auto analysis = optExplore.value   ? marlindex::AnalysisType::Exploration
+                          : optScanBuy.value ? marlindex::AnalysisType::BuyScan
+                                             : marlindex::AnalysisType::SellScan;
+    txtForumlae.text =
+        marlindex::AssembleFormula(conditionCode_, filterExpression_, applyTo_, analysis);
+    txtForumlae.runs.clear();
+    if (!txtForumlae.text.empty()) {
+        txtForumlae.runs = ColourRuns(std::string_view(txtForumlae.text));
+    }
+}
+
+// ---- editor ----
+
+ComboBox& MainWindowState::Combo(ComboId combo) {
+    switch (combo) {
+    case ComboId::cboIA1:
+        return cboIA1;
+    case ComboId::cboED1:
+        return cboED1;
+    case ComboId::cboModify1:
+        return cboModify1;
+    case ComboId::cboCO:
+        return cboCO;
+    case ComboId::cboCT:
+        return cboCT;
+    case ComboId::cboIA2:
+        return cboIA2;
+    case ComboId::cboED2:
+        return cboED2;
+    case ComboId::cboModify2:
+        return cboModify2;
+    case ComboId::cboModifyED2:
+        break;
+    }
+    return cboModifyED2;
+}
+
+void MainWindowState::Choose(ComboId combo, int index) {
+    ComboBox& box = Combo(combo);
+    box.selected = index >= 0 && index < static_cast<int>(box.items.size()) ? index : -1;
+    switch (combo) {
+    case ComboId::cboIA1:
+        return cboIA1_Click();
+    case ComboId::cboED1:
+        return cboED1_Click();
+    case ComboId::cboModify1:
+        return cboModify1_Click();
+    case ComboId::cboCO:
+        return cboCO_Click();
+    case ComboId::cboCT:
+        return cboCT_Click();
+    case ComboId::cboIA2:
+        return cboIA2_Click();
+    case ComboId::cboED2:
+        return cboED2_Click();
+    case ComboId::cboModify2:
+        return cboModify2_Click();
+    case ComboId::cboModifyED2:
+        return cboModifyED2_Click();
+    }
+}
+
+// An indicator with a choice list (moving-average type, price field) shows it with the first
+// entry chosen; any other indicator hides it.
+void MainWindowState::FillOptions(ComboBox& combo, std::optional<int> indicator) {
+    combo.Clear();
+    const bool hasOptions =
+        indicator && IsIndicatorIndex(*indicator) && Indicator(*indicator).hasOptions;
+    combo.visible = hasOptions;
+    combo.enabled = hasOptions;
+    if (!hasOptions) {
+        return;
+    }
+    for (const OptionEntry& option : IndicatorOptions(*indicator)) {
+        combo.AddItem(option.text, option.position);
+    }
+    Choose(&combo == &cboED1 ? ComboId::cboED1 : ComboId::cboED2, 0);
+}
+
+void MainWindowState::FillPairedIndicators() {
+    cboIA2.Clear();
+    const std::optional<int> a = cboIA1.SelectedData();
+    if (!a) {
+        return;
+    }
+    for (const int b : PairedIndicators(*a)) {
+        cboIA2.AddItem(Indicator(b).displayName, b);
+    }
+}
+
+// A checked modifier always has an operation, so the formula never loses its operand.
+void MainWindowState::FillModifyList(ComboBox& combo) {
+    if (combo.items.empty()) {
+        for (const char* operation :
+             {kModifyIncrease, kModifyDecrease, kModifyMultiply, kModifyDivide}) {
+            combo.AddItem(operation);
+        }
+    }
+    if (combo.selected < 0) {
+        combo.selected = 0;
+    }
+}
+
+void MainWindowState::ArrangeControls() {
+    const bool hasIndicator1 = cboIA1.selected >= 0;
+    txtTP1.enabled = hasIndicator1;
+    lblTP1.enabled = hasIndicator1;
+    chkModify1.enabled = hasIndicator1;
+    cboCO.enabled = hasIndicator1 && !cboCO.items.empty();
+    const bool modify1 = hasIndicator1 && chkModify1.checked;
+    cboModify1.enabled = modify1;
+    txtModify1.enabled = modify1;
+    lblModify1.enabled = modify1;
+
+    // Side 2 offers exactly what the comparison's formula reads: an indicator (bars ago only
+    // for the bar-by-bar comparisons) or a value. Lowest/highest compare with a value only in
+    // their current-bar form.
+    const int kind = comparisonOperator_ && IsComparisonIndex(*comparisonOperator_)
+                         ? Comparison(*comparisonOperator_).kind
+                         : -1;
+    const std::string target = cboCT.Text();
+    const bool toIndicator = kind == 0 || (kind == 1 && target == kTargetIndicator);
+    const bool toValue =
+        kind == 2 || (kind == 1 && target == kTargetValue) || (kind == 3 && tp1_ == 0);
+    cboCT.enabled = kind >= 0 && kind != 3;
+    cboIA2.enabled = toIndicator;
+    cboED2.enabled = toIndicator && cboED2.visible;
+    chkModify2.enabled = toIndicator;
+    const bool modify2 = toIndicator && chkModify2.checked;
+    cboModify2.enabled = modify2;
+    cboModifyED2.enabled = modify2;
+    txtModify2.enabled = modify2;
+    lblModify2.enabled = modify2;
+    const bool bars2 = toIndicator && ComparesBarByBar(comparisonOperator_);
+    txtTP2.enabled = bars2;
+    lblTP2.enabled = bars2;
+    txtVal1.enabled = toValue;
+    lblVal1.enabled = toValue;
+}
+
+void MainWindowState::cboIA1_Click() {
+    // A new first indicator starts the condition over: no comparison, no side 2, current bar.
+    cboIA2.Clear();
+    FillOptions(cboED2, std::nullopt);
+    cboCO.Clear();
+    cboCT.Clear();
+    cboModify2.Clear();
+    comparisonOperator_.reset();
+    chkModify2_Click(false);
+    txtTP1_Change("0");
+    txtTP2_Change("1");
+    lblTP1.caption = "1st Bar:";
+
+    const std::optional<int> a = cboIA1.SelectedData();
+    FillOptions(cboED1, a);
+    if (a && IsIndicatorIndex(*a)) {
+        for (const int c : AvailableComparisons(*a)) {
+            cboCO.AddItem(Comparison(c).text, c);
+        }
+    }
+    ArrangeControls();
+    if (HasFocus("cboIA1")) {
+        UpdateFormula();
+    }
+}
+
+void MainWindowState::cboED1_Click() {
+    if (HasFocus("cboED1")) {
+        UpdateFormula();
+    }
+}
+
+void MainWindowState::cboModify1_Click() {
+    if (HasFocus("cboModify1")) {
+        UpdateFormula();
+    }
+}
+
+void MainWindowState::cboCO_Click() {
+    comparisonOperator_ = cboCO.SelectedData();
+    txtTP2_Change("1");
+
+    cboCT.Clear();
+    const std::optional<int> c = comparisonOperator_;
+    const int kind = c && IsComparisonIndex(*c) ? Comparison(*c).kind : -1;
+    if (kind == 0) {
+        cboCT.AddItem(kTargetIndicator);
+        cboCT.selected = 0;
+    } else if (kind == 1) {
+        cboCT.AddItem(kTargetIndicator);
+        cboCT.AddItem(kTargetValue);
+    } else if (kind == 2) {
+        cboCT.AddItem(kTargetValue);
+        cboCT.selected = 0;
+    }
+
+    cboIA2.Clear();
+    FillOptions(cboED2, std::nullopt);
+    cboModify2.Clear();
+    chkModify2_Click(false);
+    if (c && *c >= 0 && *c <= 6) {
+        FillPairedIndicators();
+    }
+    lblTP1.caption = !c ? "1st Bar:" : ComparesBarByBar(c) ? "1st Bar" : "Bars:";
+    if (cboCT.selected >= 0) {
+        cboCT_Click();
+    }
+    ArrangeControls();
+    if (HasFocus("cboCO")) {
+        UpdateFormula();
+    }
+}
+
+void MainWindowState::cboCT_Click() {
+    const std::string target = cboCT.Text();
+    if (target == kTargetIndicator) {
+        if (cboIA2.items.empty()) {
+            FillPairedIndicators();
+        }
+    } else if (target == kTargetValue) {
+        // A value has no indicator, modifier or bars ago; an indicator left chosen would
+        // take the value's place in the formula.
+        cboIA2.selected = -1;
+        FillOptions(cboED2, std::nullopt);
+        chkModify2_Click(false);
+        txtTP2_Change("1");
+    }
+    ArrangeControls();
+    if (HasFocus("cboCT")) {
+        UpdateFormula();
+    }
+}
+
+void MainWindowState::cboIA2_Click() {
+    FillOptions(cboED2, cboIA2.SelectedData());
+    ArrangeControls();
+    if (HasFocus("cboIA2")) {
+        UpdateFormula();
+    }
+}
+
+void MainWindowState::cboED2_Click() {
+    if (HasFocus("cboED2")) {
+        UpdateFormula();
+    }
+}
+
+void MainWindowState::cboModify2_Click() {
+    if (HasFocus("cboModify2")) {
+        UpdateFormula();
+    }
+}
+
+void MainWindowState::cboModifyED2_Click() {
+    if (HasFocus("cboModifyED2")) {
+        UpdateFormula();
+    }
+}
+
+void MainWindowState::chkModify1_Click(bool checked) {
+    chkModify1.checked = checked;
+    if (checked) {
+        FillModifyList(cboModify1);
+    }
+    ArrangeControls();
+    if (HasFocus("chkModify1")) {
+        UpdateFormula();
+    }
+}
+
+void MainWindowState::chkModify2_Click(bool checked) {
+    chkModify2.checked = checked;
+    if (checked) {
+        FillModifyList(cboModify2);
+        if (cboModifyED2.selected < 0) {
+            cboModifyED2.selected = cboModifyED2.FindText(kUnitValue);
+        }
+    }
+    ArrangeControls();
+    if (HasFocus("chkModify2")) {
+        UpdateFormula();
+    }
+}
+
+void MainWindowState::txtTP1_Change(std::string text) {
+    tp1_ = ReadBars(text);
+    txtTP1.text = std::move(text);
+    ArrangeControls();
+    if (HasFocus("txtTP1")) {
+        UpdateFormula();
+    }
+}
+
+void MainWindowState::txtTP2_Change(std::string text) {
+    tp2_ = ReadBars(text);
+    txtTP2.text = std::move(text);
+    if (HasFocus("txtTP2")) {
+        UpdateFormula();
+    }
+}
+
+void MainWindowState::txtModify1_Change(std::string text) {
+    modify1_ = ReadNumber(text);
+    txtModify1.text = std::move(text);
+    if (HasFocus("txtModify1")) {
+        UpdateFormula();
+    }
+}
+
+void MainWindowState::txtModify2_Change(std::string text) {
+    modify2_ = ReadNumber(text);
+    txtModify2.text = std::move(text);
+    if (HasFocus("txtModify2")) {
+        UpdateFormula();
+    }
+}
+
+void MainWindowState::txtVal1_Change(std::string text) {
+    value1_ = ReadNumber(text);
+    txtVal1.text = std::move(text);
+    if (HasFocus("txtVal1")) {
+        UpdateFormula();
+    }
+}
+
+int MainWindowState::txtTP1_KeyPress(int keyAscii) {
+    constexpr int kBackspace = 8;
+    return (keyAscii >= '/' && keyAscii <= '9') || keyAscii == kBackspace ? keyAscii : 0;
+}
+
+void MainWindowState::txtTP1_LostFocus() {
+    txtTP1.text = std::to_string(tp1_);
+}
+
+void MainWindowState::txtTP2_LostFocus() {
+    txtTP2.text = std::to_string(tp2_);
+}
+
+void MainWindowState::txtModify1_LostFocus() {
+    txtModify1.text = FormatAflNumber(modify1_);
+}
+
+void MainWindowState::txtModify2_LostFocus() {
+    txtModify2.text = FormatAflNumber(modify2_);
+}
+
+void MainWindowState::txtVal1_LostFocus() {
+    txtVal1.text = FormatAflNumber(value1_);
+}
+
+// The editor's start values: no indicator, current bar against 1 bar ago, no modifiers,
+// value 0.
+void MainWindowState::ResetEditor() {
+    cboIA1.Clear();
+    for (int i = 0; i < kIndicatorCount; ++i) {
+        cboIA1.AddItem(Indicator(i).displayName, i);
+    }
+    FillOptions(cboED1, std::nullopt);
+    cboModify1.Clear();
+    chkModify1_Click(false);
+    txtModify1_Change("0");
+    cboCO.Clear();
+    comparisonOperator_.reset();
+    cboCT.Clear();
+    txtTP1_Change("0");
+    txtTP2_Change("1");
+    cboIA2.Clear();
+    FillOptions(cboED2, std::nullopt);
+    cboModify2.Clear();
+    chkModify2_Click(false);
+    txtModify2_Change("0");
+    cboModifyED2.selected = cboModifyED2.FindText(kUnitValue);
+    txtVal1_Change("0");
+    lblTP1.caption = "1st Bar:";
+    ArrangeControls();
+}
+
+// ---- grid ----
+
+void MainWindowState::StartRow(const char* joiner) {
+    if (gridCount_ <= 0) {
+        return;
+    }
+    const int last = gridCount_ - 1;
+    const std::string pending = std::string(joiner) + " ";
+    if (IsPendingRowText(MSFlexGrid1.Text(last))) {
+        MSFlexGrid1.rows[Index(last)] = pending;
+    } else {
+        const int at = std::min(gridCount_, MSFlexGrid1.Rows());
+        MSFlexGrid1.rows.insert(MSFlexGrid1.rows.begin() + at, pending);
+        ++gridCount_;
+    }
+    gridOperator_ = joiner;
+    gridMode_ = "ADD";
+}
+
+void MainWindowState::MSFlexGrid1_RowColChange(int row) {
+    if (row >= 0 && row < MSFlexGrid1.Rows()) {
+        MSFlexGrid1.row = row;
+    }
+}
+
+bool MainWindowState::MSFlexGrid1_MouseDown(int button, int row) {
+    if ((button != 1 && button != 2) || row < 0 || row >= MSFlexGrid1.Rows()) {
+        return false;
+    }
+    MSFlexGrid1.row = row;
+    mouseDownHandled_ = true;
+    const std::string text = MSFlexGrid1.Text(row);
+    SelectRow(row, text.size() > 3);
+    return button == 2 && TrimBlanks(text).size() > 3 && ContextMenu();
+}
+
+void MainWindowState::MSFlexGrid1_Click() {
+    if (mouseDownHandled_) {
+        mouseDownHandled_ = false;
+        return;
+    }
+    const int row = MSFlexGrid1.row;
+    SelectRow(row, !MSFlexGrid1.Text(row).empty());
+}
+
+void MainWindowState::SelectRow(int row, bool counts) {
+    currentControl_.clear();
+    if (counts) {
+        selectedRow_ = row;
+        if (Index(row) < records_.size() && !records_[Index(row)].IsEmptyRow()) {
+            LoadRow(records_[Index(row)]);
+            gridMode_ = "EDIT";
+            return;
+        }
+    }
+    gridMode_ = "ADD";
+    TakeJoinerOfLastRow();
+}
+
+void MainWindowState::LoadRow(const ConditionRecord& record) {
+    // Each choice fills the lists the next one is looked up in, as a user's choices would.
+    const auto byData = [](const ComboBox& box, const CatalogueId& id) {
+        return id ? box.FindData(*id) : -1;
+    };
+    Choose(ComboId::cboIA1, byData(cboIA1, record.indicator1Id));
+    Choose(ComboId::cboCO, byData(cboCO, record.comparisonId));
+    Choose(ComboId::cboIA2, byData(cboIA2, record.indicator2Id));
+    Choose(ComboId::cboED1, cboED1.FindText(record.indicator1Option));
+    Choose(ComboId::cboCT, cboCT.FindText(record.comparisonType));
+    Choose(ComboId::cboED2, cboED2.FindText(record.indicator2Option));
+    // The check boxes fill the modifier lists, so they come before the modifiers.
+    chkModify1_Click(record.modify1On != 0);
+    chkModify2_Click(record.modify2On != 0);
+    Choose(ComboId::cboModify1, cboModify1.FindText(record.modify1Operation));
+    Choose(ComboId::cboModify2, cboModify2.FindText(record.modify2Operation));
+    Choose(ComboId::cboModifyED2, cboModifyED2.FindText(record.modify2Unit));
+    gridOperator_ = record.joiner;
+    txtTP1_Change(std::to_string(record.timePeriod1));
+    txtTP2_Change(std::to_string(record.timePeriod2));
+    txtModify1_Change(FormatAflNumber(record.modify1Amount));
+    txtModify2_Change(FormatAflNumber(record.modify2Amount));
+    txtVal1_Change(FormatAflNumber(record.value));
+}
+
+void MainWindowState::TakeJoinerOfLastRow() {
+    const int last = gridCount_ - 1;
+    if (last <= 0) {
+        return;
+    }
+    const std::string text = MSFlexGrid1.Text(last);
+    if (IsPendingRowText(text)) {
+        gridOperator_ = std::string(TrimBlanks(text));
+    } else if (Index(last) < records_.size() && !records_[Index(last)].joiner.empty()) {
+        gridOperator_ = records_[Index(last)].joiner;
+    }
+}
+
+int MainWindowState::TargetRow() const {
+    return gridMode_ == "EDIT" ? selectedRow_ : gridCount_ - 1;
+}
+
+ConditionRecord* MainWindowState::TargetRecord() {
+    const int row = TargetRow();
+    return row >= 0 && Index(row) < records_.size() ? &records_[Index(row)] : nullptr;
+}
+
+bool MainWindowState::ContextMenu() {
+    const ConditionRecord* record = TargetRecord();
+    if (record == nullptr) {
+        return false;
+    }
+    mAddLeftBracket.enabled = true;
+    mAddRightBracket.enabled = true;
+    mRemoveLeftBracket.enabled = record->leftBrackets != 0;
+    mRemoveRightBracket.enabled = record->rightBrackets != 0;
+    const bool first = record->joiner.empty();
+    mAND.enabled = !first;
+    mOR.enabled = !first;
+    mAND.checked = !first && record->joiner == "AND";
+    mOR.checked = !first && !mAND.checked;
+    return true;
+}
+
+void MainWindowState::ChangeBrackets(bool left, int step) {
+    ConditionRecord* record = TargetRecord();
+    if (record == nullptr) {
+        return;
+    }
+    std::int16_t& count = left ? record->leftBrackets : record->rightBrackets;
+    const int next = count + step;
+    if (next < 0 || next > std::numeric_limits<std::int16_t>::max()) {
+        return;
+    }
+    count = static_cast<std::int16_t>(next);
+    UpdateFormula();
+}
+
+void MainWindowState::SetJoinerOfTarget(const char* joiner) {
+    gridOperator_ = joiner;
+    // A row being edited keeps its record's joiner when it is rewritten; the menu is the one
+    // place that changes it, so the code follows the row's new word.
+    if (ConditionRecord* record = TargetRecord(); record != nullptr && TargetRow() > 0) {
+        record->joiner = joiner;
+    }
+    UpdateFormula();
+}
+
+void MainWindowState::DeleteGridRow(int row) {
+    // The grid keeps its size: a blank row takes the place of the deleted one at the end.
+    MSFlexGrid1.rows.erase(MSFlexGrid1.rows.begin() + row);
+    MSFlexGrid1.rows.emplace_back();
+}
+
+void MainWindowState::btnRemove_Click() {
+    const int current = MSFlexGrid1.row;
+    if (MSFlexGrid1.Text(current).empty()) {
+        return;
+    }
+    // A pending row that was never written has no record: only its grid row goes.
+    if (records_.size() < Index(gridCount_) && current == gridCount_ - 1) {
+        DeleteGridRow(current);
+        --gridCount_;
+        if (gridMode_ == "ADD") {
+            TakeJoinerOfLastRow();
+        }
+        return;
+    }
+    if (gridCount_ <= 1) {
+        btnClearAll_Click();
+        return;
+    }
+    DeleteGridRow(current);
+    --gridCount_;
+    if (gridCount_ == 1 && IsPendingRowText(MSFlexGrid1.Text(0))) {
+        btnClearAll_Click();
+        return;
+    }
+    currentControl_.clear();
+    gridMode_ = "ADD";
+
+    if (current == 0) {
+        // The new first row loses its joiner word; its opening brackets stay.
+        std::string& text = MSFlexGrid1.rows[0];
+        std::size_t at = text.find("AND");
+        std::size_t length = 3;
+        if (at == std::string::npos) {
+            at = text.find("OR");
+            length = 2;
+        }
+        if (at != std::string::npos) {
+            const std::size_t after = std::min(text.size(), at + length + 1);
+            text = text.substr(0, at) + text.substr(after);
+        }
+    }
+    if (Index(current) < records_.size()) {
+        records_.erase(records_.begin() + current);
+    }
+    if (current == 0 && !records_.empty()) {
+        records_[0].joiner.clear();
+        records_[0].rowText = MSFlexGrid1.rows[0];
+    }
+    if (records_.size() > Index(gridCount_)) {
+        records_.resize(Index(gridCount_));
+    }
+    TakeJoinerOfLastRow();
+    conditionCode_ = RebuildConditionCode(records_, gridCount_);
+    if (gridCount_ > 0) {
+        AssembleFormula();
+    }
+}
+
+void MainWindowState::btnClearAll_Click() {
+    currentControl_.clear();
+    ResetEditor();
+    txtForumlae = {};
+    scanName_.clear();
+    MSFlexGrid1.rows.assign(kClearedGridRows, std::string());
+    MSFlexGrid1.row = 0;
+    gridCount_ = 0;
+    conditionCode_.clear();
+    gridMode_ = "ADD";
+    records_.clear();
+}
+
+// ---- run options ----
+
+void MainWindowState::optExplore_Click() {
+    SetAnalysisType(0);
+    UpdateFormula();
+}
+
+void MainWindowState::optScanBuy_Click() {
+    SetAnalysisType(1);
+    UpdateFormula();
+}
+
+void MainWindowState::optScanSell_Click() {
+    SetAnalysisType(2);
+    UpdateFormula();
+}
+
+void MainWindowState::optAllTickers_Click() {
+    SetApplyTo(0);
+    AssembleFormula();
+}
+
+void MainWindowState::OptCurrentTicker_Click() {
+    SetApplyTo(1);
+    AssembleFormula();
+}
+
+void MainWindowState::OptUseFilter_Click() {
+    SetApplyTo(2);
+    AssembleFormula();
+}
+
+void MainWindowState::txtRange_Change(std::string text) {
+    scanRangeNumber_ = text;
+    txtRange.text = std::move(text);
+}
+
+// A range that is not a number becomes 1; a number becomes a whole count of bars or days.
+void MainWindowState::txtRange_LostFocus() {
+    const std::optional<double> value = ReadRange(scanRangeNumber_);
+    if (!value) {
+        txtRange_Change("1");
+        return;
+    }
+    const double whole = std::min(std::fabs(std::nearbyint(*value)), double{kMaxWhole});
+    txtRange_Change(std::to_string(static_cast<std::int32_t>(whole)));
+}
+
+} // namespace marlindex

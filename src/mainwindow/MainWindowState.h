@@ -1,0 +1,249 @@
+// The main window's behaviour without a window: the condition editor, the condition grid with
+// its context menu, and the run options. Every control is a public member the form mirrors
+// onto its widget; every user action is a method named after the control and its event.
+//
+// A user's change reaches the state as the form sees it: first the control gets the focus
+// (X_GotFocus, which makes it the current control), then its event fires. Only the control
+// that has the focus regenerates the formula, so the program can fill controls through the
+// same events (loading a row, resetting the editor) without rewriting any row.
+#pragma once
+
+#include "formula/ConditionRecord.h"
+#include "mainwindow/Controls.h"
+#include "settings/ProgramSettings.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <utility>
+
+namespace marlindex {
+
+// The combo boxes, for choosing an entry as a user does.
+enum class ComboId {
+    cboIA1,
+    cboED1,
+    cboModify1,
+    cboCO,
+    cboCT,
+    cboIA2,
+    cboED2,
+    cboModify2,
+    cboModifyED2
+};
+
+class MainWindowState {
+public:
+    // `settings` supplies the indicators' stored parameters; it must outlive the state.
+    explicit MainWindowState(CProgramSettings& settings);
+
+    // ---- controls of the condition editor ----
+    ComboBox cboIA1, cboED1, cboModify1, cboCO, cboCT, cboIA2, cboED2, cboModify2, cboModifyED2;
+    TextBox txtTP1, txtModify1, txtTP2, txtModify2, txtVal1;
+    Label lblTP1, lblModify1, lblTP2, lblModify2, lblVal1;
+    CheckBox chkModify1, chkModify2;
+
+    // ---- the condition grid, its context menu and the formula box ----
+    ConditionGrid MSFlexGrid1;
+    MenuItem mAND, mOR, mAddLeftBracket, mRemoveLeftBracket, mAddRightBracket, mRemoveRightBracket;
+    FormulaBox txtForumlae;
+
+    // ---- run options ----
+    OptionButton optExplore, optScanBuy, optScanSell;
+    OptionButton optAllTickers, OptCurrentTicker, OptUseFilter;
+    OptionButton optAllBars, OptLastBars, OptLastDays;
+    TextBox txtRange;
+
+    // ---- public properties ----
+    const std::string& ScanName() const { return scanName_; }
+    void SetScanName(std::string name) { scanName_ = std::move(name); }
+    // The window caption follows the scan name.
+    std::string Caption() const;
+
+    // Setting one of these three also selects its option button: 0 the first of the group,
+    // 1 the second, any other value the third.
+    int AnalysisType() const { return analysisType_; }
+    void SetAnalysisType(int value);
+    int ApplyTo() const { return applyTo_; }
+    void SetApplyTo(int value);
+    int ScanRange() const { return scanRange_; }
+    void SetScanRange(int value);
+    // n of "last n bars" / "last n days", as typed.
+    const std::string& ScanRangeNumber() const { return scanRangeNumber_; }
+    void SetScanRangeNumber(std::string value) { scanRangeNumber_ = std::move(value); }
+
+    int GridCount() const { return gridCount_; }
+    void SetGridCount(int value) { gridCount_ = value; }
+    const std::string& GridOperator() const { return gridOperator_; }
+    void SetGridOperator(std::string value) { gridOperator_ = std::move(value); }
+    const std::string& GridMode() const { return gridMode_; }
+    void SetGridMode(std::string value) { gridMode_ = std::move(value); }
+    int SelectedRow() const { return selectedRow_; }
+    void SetSelectedRow(int value) { selectedRow_ = value; }
+    const std::string& CurrentControl() const { return currentControl_; }
+    void SetCurrentControl(std::string value) { currentControl_ = std::move(value); }
+
+    std::int32_t TP1() const { return tp1_; }
+    void SetTP1(std::int32_t value) { tp1_ = value; }
+    std::int32_t TP2() const { return tp2_; }
+    void SetTP2(std::int32_t value) { tp2_ = value; }
+    double Modify1() const { return modify1_; }
+    void SetModify1(double value) { modify1_ = value; }
+    double Modify2() const { return modify2_; }
+    void SetModify2(double value) { modify2_ = value; }
+    double Value1() const { return value1_; }
+    void SetValue1(double value) { value1_ = value; }
+    std::optional<int> ComparisonOperator() const { return comparisonOperator_; }
+    void SetComparisonOperator(std::optional<int> value) { comparisonOperator_ = value; }
+
+    // ---- state shared with the rest of the program ----
+    const ConditionRecordList& Records() const { return records_; }
+    const std::string& ConditionCode() const { return conditionCode_; }
+    const std::string& FilterExpression() const { return filterExpression_; }
+    // The filter dialog sets the expression and then calls AssembleFormula.
+    void SetFilterExpression(std::string value) { filterExpression_ = std::move(value); }
+
+    // How side 1's bar count reads: "the current period", "1 period ago", "n periods ago".
+    std::string BarPhrase1() const;
+
+    // ---- the formula pipeline ----
+    // Writes the editor's condition into the current row, stores its record, rebuilds the
+    // condition code and assembles the formula.
+    void UpdateFormula();
+    // The formula box from the condition code, the filter and the run options.
+    void AssembleFormula();
+    // Rows 0.. up to the last row with text: how many grid rows are in use.
+    int CountConditionRows() const;
+
+    // ---- editor events ----
+    // A user's choice in a combo box: selects the entry (-1 for none) and fires its click.
+    void Choose(ComboId combo, int index);
+    ComboBox& Combo(ComboId combo);
+
+    void cboIA1_GotFocus() { currentControl_ = "cboIA1"; }
+    void cboED1_GotFocus() { currentControl_ = "cboED1"; }
+    void txtTP1_GotFocus() { currentControl_ = "txtTP1"; }
+    void chkModify1_GotFocus() { currentControl_ = "chkModify1"; }
+    void cboModify1_GotFocus() { currentControl_ = "cboModify1"; }
+    void txtModify1_GotFocus() { currentControl_ = "txtModify1"; }
+    void cboCO_GotFocus() { currentControl_ = "cboCO"; }
+    void cboCT_GotFocus() { currentControl_ = "cboCT"; }
+    void cboIA2_GotFocus() { currentControl_ = "cboIA2"; }
+    void cboED2_GotFocus() { currentControl_ = "cboED2"; }
+    void txtTP2_GotFocus() { currentControl_ = "txtTP2"; }
+    void chkModify2_GotFocus() { currentControl_ = "chkModify2"; }
+    void cboModify2_GotFocus() { currentControl_ = "cboModify2"; }
+    void cboModifyED2_GotFocus() { currentControl_ = "cboModifyED2"; }
+    void txtModify2_GotFocus() { currentControl_ = "txtModify2"; }
+    void txtVal1_GotFocus() { currentControl_ = "txtVal1"; }
+
+    void cboIA1_Click();
+    void cboED1_Click();
+    void cboModify1_Click();
+    void cboCO_Click();
+    void cboCT_Click();
+    void cboIA2_Click();
+    void cboED2_Click();
+    void cboModify2_Click();
+    void cboModifyED2_Click();
+    // The box has taken the new check state.
+    void chkModify1_Click(bool checked);
+    void chkModify2_Click(bool checked);
+
+    // The box holds `text` now.
+    void txtTP1_Change(std::string text);
+    void txtTP2_Change(std::string text);
+    void txtModify1_Change(std::string text);
+    void txtModify2_Change(std::string text);
+    void txtVal1_Change(std::string text);
+
+    // The bar fields take digits, "/" and Backspace; the accepted key, or 0 to drop it.
+    static int txtTP1_KeyPress(int keyAscii);
+    static int txtTP2_KeyPress(int keyAscii) { return txtTP1_KeyPress(keyAscii); }
+
+    // Leaving a text field shows the value it was read as.
+    void txtTP1_LostFocus();
+    void txtTP2_LostFocus();
+    void txtModify1_LostFocus();
+    void txtModify2_LostFocus();
+    void txtVal1_LostFocus();
+
+    // ---- grid events ----
+    void btnAnd_Click() { StartRow("AND"); }
+    void btnOr_Click() { StartRow("OR"); }
+    // `button` 1 left, 2 right; `row` the grid row under the mouse. True when the context
+    // menu is to pop up (its items' states are set).
+    bool MSFlexGrid1_MouseDown(int button, int row);
+    void MSFlexGrid1_Click();
+    // The grid's current row moved (keyboard or mouse).
+    void MSFlexGrid1_RowColChange(int row);
+    void mAND_Click() { SetJoinerOfTarget("AND"); }
+    void mOR_Click() { SetJoinerOfTarget("OR"); }
+    void mAddLeftBracket_Click() { ChangeBrackets(true, +1); }
+    void mRemoveLeftBracket_Click() { ChangeBrackets(true, -1); }
+    void mAddRightBracket_Click() { ChangeBrackets(false, +1); }
+    void mRemoveRightBracket_Click() { ChangeBrackets(false, -1); }
+    void btnRemove_Click();
+    void btnClearAll_Click();
+
+    // ---- run option events ----
+    void optExplore_Click();
+    void optScanBuy_Click();
+    void optScanSell_Click();
+    void optAllTickers_Click();
+    void OptCurrentTicker_Click();
+    void OptUseFilter_Click();
+    void optAllBars_Click() { SetScanRange(0); }
+    void OptLastBars_Click() { SetScanRange(1); }
+    void OptLastDays_Click() { SetScanRange(2); }
+    void txtRange_Change(std::string text);
+    void txtRange_LostFocus();
+
+private:
+    bool HasFocus(const char* control) const { return currentControl_ == control; }
+    void StartRow(const char* joiner);
+    void SelectRow(int row, bool counts);
+    void LoadRow(const ConditionRecord& record);
+    // The row that edits, brackets and joiner changes go to.
+    int TargetRow() const;
+    ConditionRecord* TargetRecord();
+    void SetJoinerOfTarget(const char* joiner);
+    void ChangeBrackets(bool left, int step);
+    // In add mode the last row is rewritten: keep the joiner it already has.
+    void TakeJoinerOfLastRow();
+    bool ContextMenu();
+    void DeleteGridRow(int row);
+    void FillOptions(ComboBox& combo, std::optional<int> indicator);
+    void FillPairedIndicators();
+    static void FillModifyList(ComboBox& combo);
+    // Which side-2 inputs the chosen comparison and target use, and the modifiers' states.
+    void ArrangeControls();
+    void ResetEditor();
+
+    CProgramSettings* settings_;
+
+    std::string scanName_;
+    int analysisType_ = 0;
+    int applyTo_ = 0;
+    int scanRange_ = 1;
+    std::string scanRangeNumber_ = "1";
+    int gridCount_ = 0;
+    std::string gridOperator_ = "AND";
+    std::string gridMode_ = "ADD";
+    int selectedRow_ = 0;
+    std::string currentControl_;
+    std::int32_t tp1_ = 0;
+    std::int32_t tp2_ = 1;
+    double modify1_ = 0;
+    double modify2_ = 0;
+    double value1_ = 0;
+    std::optional<int> comparisonOperator_;
+
+    ConditionRecordList records_;
+    std::string conditionCode_;
+    std::string filterExpression_;
+
+    bool mouseDownHandled_ = false; // the Click that follows a handled MouseDown does nothing
+};
+
+} // namespace marlindex

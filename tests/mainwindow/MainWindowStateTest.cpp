@@ -1,0 +1,448 @@
+// The main window driven as a user drives it: each control first gets the focus, then its
+// event fires; the expected rows and formulas are worked out from the catalogue templates.
+#include "mainwindow/MainWindowState.h"
+
+#include "settings/MemoryHive.h"
+
+#include <gtest/gtest.h>
+
+namespace marlindex {
+namespace {
+
+const std::string kColumns = "\r\nAddColumn( Close, \"Close  \" );"
+                             "\r\nAddColumn( Open, \"Open  \" );"
+                             "\r\nAddColumn( High, \"High  \" );"
+                             "\r\nAddColumn( Low, \"Low  \" );"
+                             "\r\nAddColumn( Volume, \"Volume      \" );";
+
+using Event = void (MainWindowState::*)();
+using Change = void (MainWindowState::*)(std::string);
+
+class MainWindowStateTest : public ::testing::Test {
+protected:
+    void Pick(ComboId combo, std::string_view text) {
+        switch (combo) {
+        case ComboId::cboIA1:
+            w.cboIA1_GotFocus();
+            break;
+        case ComboId::cboED1:
+            w.cboED1_GotFocus();
+            break;
+        case ComboId::cboModify1:
+            w.cboModify1_GotFocus();
+            break;
+        case ComboId::cboCO:
+            w.cboCO_GotFocus();
+            break;
+        case ComboId::cboCT:
+            w.cboCT_GotFocus();
+            break;
+        case ComboId::cboIA2:
+            w.cboIA2_GotFocus();
+            break;
+        case ComboId::cboED2:
+            w.cboED2_GotFocus();
+            break;
+        case ComboId::cboModify2:
+            w.cboModify2_GotFocus();
+            break;
+        case ComboId::cboModifyED2:
+            w.cboModifyED2_GotFocus();
+            break;
+        }
+        const int index = w.Combo(combo).FindText(text);
+        ASSERT_GE(index, 0) << text;
+        w.Choose(combo, index);
+    }
+    void Type(Event gotFocus, Change change, Event lostFocus, const std::string& text) {
+        (w.*gotFocus)();
+        (w.*change)(text);
+        (w.*lostFocus)();
+    }
+    void TypeTP1(const std::string& text) {
+        Type(&MainWindowState::txtTP1_GotFocus, &MainWindowState::txtTP1_Change,
+             &MainWindowState::txtTP1_LostFocus, text);
+    }
+    void TypeValue(const std::string& text) {
+        Type(&MainWindowState::txtVal1_GotFocus, &MainWindowState::txtVal1_Change,
+             &MainWindowState::txtVal1_LostFocus, text);
+    }
+    void RsiBelow30() {
+        Pick(ComboId::cboIA1, "RSI");
+        Pick(ComboId::cboCO, "is less than");
+        Pick(ComboId::cboCT, "Value");
+        TypeValue("30");
+    }
+    void ShortCrossesLong(int bars) {
+        Pick(ComboId::cboIA1, "MA (Short)");
+        Pick(ComboId::cboCO, "crosses above");
+        Pick(ComboId::cboIA2, "MA (Long)");
+        TypeTP1(std::to_string(bars));
+    }
+    // First RSI < 30, AND the crossing, OR Price Close > 10.
+    void ThreeRows() {
+        RsiBelow30();
+        w.btnAnd_Click();
+        ShortCrossesLong(3);
+        w.btnOr_Click();
+        Pick(ComboId::cboIA1, "Price");
+        Pick(ComboId::cboCO, "is greater than");
+        Pick(ComboId::cboCT, "Value");
+        TypeValue("10");
+    }
+    std::string Row(int row) const { return w.MSFlexGrid1.Text(row); }
+
+    MemoryHive hive_;
+    CProgramSettings settings_ = CProgramSettings::ForMarlindex(hive_);
+    MainWindowState w{settings_};
+};
+
+const std::string kRsiRow = "RSI of the current bar is less than 30";
+const std::string kCrossRow =
+    "MA (Short) Simple crosses above MA (Long) Simple on or after the previous 3 bars";
+
+TEST_F(MainWindowStateTest, WorkedExampleBuiltThroughTheEditor) {
+    Pick(ComboId::cboIA1, "RSI");
+    EXPECT_EQ(Row(0), "RSI of the current bar");
+    EXPECT_EQ(w.GridCount(), 1);
+    EXPECT_EQ(w.txtForumlae.text, ""); // no comparison yet: nothing to assemble
+    EXPECT_FALSE(w.cboED1.visible);
+
+    Pick(ComboId::cboCO, "is less than");
+    EXPECT_EQ(w.cboCT.items.size(), 2U);
+    EXPECT_EQ(w.cboCT.selected, -1);
+    EXPECT_EQ(w.lblTP1.caption, "1st Bar");
+    Pick(ComboId::cboCT, "Value");
+    EXPECT_TRUE(w.txtVal1.enabled);
+    EXPECT_FALSE(w.cboIA2.enabled);
+    EXPECT_FALSE(w.txtTP2.enabled);
+    EXPECT_EQ(w.txtTP2.text, "1");
+    TypeValue("30");
+    EXPECT_EQ(Row(0), kRsiRow);
+    EXPECT_EQ(w.txtForumlae.text, "Filter = RSIa( Close, 14 ) < 30;" + kColumns);
+
+    w.btnAnd_Click();
+    EXPECT_EQ(Row(1), "AND ");
+    Pick(ComboId::cboIA1, "MA (Short)");
+    EXPECT_TRUE(w.cboED1.visible);
+    EXPECT_EQ(w.cboED1.Text(), "Simple");
+    EXPECT_EQ(w.TP1(), 0);
+    Pick(ComboId::cboCO, "crosses above");
+    EXPECT_EQ(w.cboCT.Text(), "Indicator");
+    EXPECT_EQ(w.lblTP1.caption, "Bars:");
+    EXPECT_TRUE(w.cboIA2.enabled);
+    EXPECT_FALSE(w.txtTP2.enabled); // a crossing has no second bar
+    EXPECT_FALSE(w.txtVal1.enabled);
+    // MA (Short) lists Parabolic SAR before Price.
+    EXPECT_LT(w.cboIA2.FindText("Parabolic SAR"), w.cboIA2.FindText("Price"));
+    Pick(ComboId::cboIA2, "MA (Long)");
+    EXPECT_EQ(w.cboED2.Text(), "Simple");
+    TypeTP1("3");
+
+    EXPECT_EQ(Row(0), kRsiRow);
+    EXPECT_EQ(Row(1), "AND " + kCrossRow);
+    EXPECT_EQ(w.GridCount(), 2);
+    ASSERT_EQ(w.Records().size(), 2U);
+    EXPECT_EQ(w.Records()[0].joiner, "");
+    EXPECT_EQ(w.Records()[1].joiner, "AND");
+    EXPECT_EQ(w.Records()[1].rowText, Row(1));
+    EXPECT_EQ(w.txtForumlae.text,
+              "Filter = RSIa( Close, 14 ) < 30\r\n"
+              "AND BarsSince( Cross( MA( Close, 5 ), MA( Close, 50 ) ) ) <= 3;" +
+                  kColumns);
+    EXPECT_FALSE(w.txtForumlae.runs.empty());
+}
+
+TEST_F(MainWindowStateTest, AndOrStartOnePendingRow) {
+    w.btnAnd_Click();
+    EXPECT_EQ(w.GridCount(), 0);
+    EXPECT_EQ(Row(0), "");
+
+    RsiBelow30();
+    w.btnAnd_Click();
+    w.btnOr_Click();
+    EXPECT_EQ(w.GridCount(), 2);
+    EXPECT_EQ(Row(1), "OR ");
+    EXPECT_EQ(Row(2), "");
+    EXPECT_EQ(w.GridOperator(), "OR");
+    EXPECT_EQ(w.GridMode(), "ADD");
+
+    ShortCrossesLong(3);
+    EXPECT_EQ(Row(1), "OR " + kCrossRow);
+    EXPECT_NE(w.txtForumlae.text.find("\r\nOR BarsSince"), std::string::npos);
+}
+
+TEST_F(MainWindowStateTest, SelectingARowLoadsItWithoutChangingTheFormula) {
+    ThreeRows();
+    const std::string formula = w.txtForumlae.text;
+
+    EXPECT_FALSE(w.MSFlexGrid1_MouseDown(1, 1));
+    w.MSFlexGrid1_Click(); // the click that follows the mouse-down does nothing more
+    EXPECT_EQ(w.GridMode(), "EDIT");
+    EXPECT_EQ(w.SelectedRow(), 1);
+    EXPECT_EQ(w.CurrentControl(), "");
+    EXPECT_EQ(w.cboIA1.Text(), "MA (Short)");
+    EXPECT_EQ(w.cboCO.Text(), "crosses above");
+    EXPECT_EQ(w.cboIA2.Text(), "MA (Long)");
+    EXPECT_EQ(w.cboED2.Text(), "Simple");
+    EXPECT_EQ(w.txtTP1.text, "3");
+    EXPECT_EQ(w.GridOperator(), "AND");
+    EXPECT_EQ(w.txtForumlae.text, formula);
+    EXPECT_EQ(Row(1), "AND " + kCrossRow);
+
+    // Editing now rewrites the selected row only.
+    Pick(ComboId::cboED2, "Exponential");
+    EXPECT_EQ(Row(1).substr(0, 4), "AND ");
+    EXPECT_NE(w.txtForumlae.text.find("MA( Close, 5 ), EMA( Close, 50 )"), std::string::npos);
+    EXPECT_EQ(Row(2), "OR Price Close of the current bar is greater than 10");
+
+    // A keyboard move then a click selects too; a blank row goes back to adding.
+    w.MSFlexGrid1_RowColChange(0);
+    w.MSFlexGrid1_Click();
+    EXPECT_EQ(w.cboCT.Text(), "Value");
+    EXPECT_EQ(w.txtVal1.text, "30");
+    EXPECT_EQ(w.GridOperator(), "");
+    w.MSFlexGrid1_RowColChange(9);
+    w.MSFlexGrid1_Click();
+    EXPECT_EQ(w.GridMode(), "ADD");
+    EXPECT_EQ(w.GridOperator(), "OR"); // the last row, rewritten in add mode, keeps its word
+}
+
+TEST_F(MainWindowStateTest, ProgramChangesDoNotRegenerate) {
+    RsiBelow30();
+    const std::string formula = w.txtForumlae.text;
+    w.MSFlexGrid1_MouseDown(1, 0);
+    w.txtTP1_Change("5"); // no focus: as when the program fills the box
+    EXPECT_EQ(w.TP1(), 5);
+    EXPECT_EQ(w.txtForumlae.text, formula);
+}
+
+TEST_F(MainWindowStateTest, ContextMenuBracketsAndJoiner) {
+    RsiBelow30();
+    w.btnAnd_Click();
+    EXPECT_FALSE(w.MSFlexGrid1_MouseDown(2, 1)); // a pending row has no menu
+
+    ShortCrossesLong(3);
+    ASSERT_TRUE(w.MSFlexGrid1_MouseDown(2, 0));
+    EXPECT_FALSE(w.mAND.enabled);
+    EXPECT_FALSE(w.mOR.enabled);
+
+    ASSERT_TRUE(w.MSFlexGrid1_MouseDown(2, 1));
+    EXPECT_TRUE(w.mAND.enabled && w.mAND.checked);
+    EXPECT_FALSE(w.mOR.checked);
+    EXPECT_FALSE(w.mRemoveLeftBracket.enabled);
+    w.mAddLeftBracket_Click();
+    w.mAddLeftBracket_Click();
+    w.mAddRightBracket_Click();
+    EXPECT_EQ(Row(1), "AND ((" + kCrossRow + ")");
+    EXPECT_NE(w.ConditionCode().find("AND ((BarsSince("), std::string::npos);
+
+    ASSERT_TRUE(w.MSFlexGrid1_MouseDown(2, 1));
+    EXPECT_TRUE(w.mRemoveLeftBracket.enabled);
+    w.mRemoveLeftBracket_Click();
+    w.mOR_Click();
+    EXPECT_EQ(Row(1), "OR (" + kCrossRow + ")");
+    EXPECT_EQ(w.Records()[1].joiner, "OR");
+    EXPECT_EQ(w.ConditionCode(), "RSIa( Close, 14 ) < 30\r\n"
+                                 "OR (BarsSince( Cross( MA( Close, 5 ), MA( Close, 50 ) ) ) <= 3)");
+    ASSERT_TRUE(w.MSFlexGrid1_MouseDown(2, 1));
+    EXPECT_TRUE(w.mOR.checked);
+    EXPECT_FALSE(w.mAND.checked);
+}
+
+TEST_F(MainWindowStateTest, RemovingTheFirstRowDropsTheNextRowsJoiner) {
+    ThreeRows();
+    w.MSFlexGrid1_MouseDown(1, 0);
+    w.btnRemove_Click();
+
+    EXPECT_EQ(w.GridCount(), 2);
+    EXPECT_EQ(Row(0), kCrossRow);
+    EXPECT_EQ(Row(1), "OR Price Close of the current bar is greater than 10");
+    EXPECT_EQ(w.MSFlexGrid1.Rows(), 17); // 15 + two started rows; removal keeps the size
+    ASSERT_EQ(w.Records().size(), 2U);
+    EXPECT_EQ(w.Records()[0].joiner, "");
+    EXPECT_EQ(w.Records()[1].joiner, "OR");
+    EXPECT_EQ(w.GridMode(), "ADD");
+    const std::string code = "BarsSince( Cross( MA( Close, 5 ), MA( Close, 50 ) ) ) <= 3\r\n"
+                             "OR Close > 10";
+    EXPECT_NE(w.txtForumlae.text.find(code + ";"), std::string::npos);
+    EXPECT_EQ(w.txtForumlae.text.find("RSI"), std::string::npos);
+
+    // The next edit rebuilds the code from the first row on.
+    w.MSFlexGrid1_MouseDown(1, 1);
+    TypeValue("12");
+    EXPECT_EQ(w.txtForumlae.text,
+              "Filter = BarsSince( Cross( MA( Close, 5 ), MA( Close, 50 ) ) ) <= 3\r\n"
+              "OR Close > 12;" +
+                  kColumns);
+}
+
+TEST_F(MainWindowStateTest, RemovingPendingRows) {
+    RsiBelow30();
+    w.btnAnd_Click();
+    w.MSFlexGrid1_RowColChange(1);
+    w.btnRemove_Click(); // an unwritten pending row: only its line goes
+    EXPECT_EQ(w.GridCount(), 1);
+    EXPECT_EQ(Row(1), "");
+    EXPECT_EQ(Row(0), kRsiRow);
+
+    w.btnAnd_Click();
+    w.MSFlexGrid1_RowColChange(0);
+    w.btnRemove_Click(); // only the pending row would remain: everything is cleared
+    EXPECT_EQ(w.GridCount(), 0);
+    EXPECT_EQ(w.MSFlexGrid1.Rows(), 15);
+    EXPECT_EQ(Row(0), "");
+    EXPECT_EQ(Row(1), "");
+    EXPECT_TRUE(w.Records().empty());
+    EXPECT_EQ(w.txtForumlae.text, "");
+
+    w.btnRemove_Click(); // an empty cell: nothing to remove
+    EXPECT_EQ(w.GridCount(), 0);
+}
+
+TEST_F(MainWindowStateTest, ClearAllResetsEverything) {
+    ThreeRows();
+    w.SetScanName("Oversold");
+    EXPECT_EQ(w.Caption(), "Marlindex - [Oversold]");
+    w.btnClearAll_Click();
+    EXPECT_EQ(w.Caption(), "Marlindex");
+    EXPECT_EQ(w.MSFlexGrid1.Rows(), 15);
+    EXPECT_EQ(w.MSFlexGrid1.row, 0);
+    for (int row = 0; row < 15; ++row) {
+        EXPECT_EQ(Row(row), "");
+    }
+    EXPECT_EQ(w.GridCount(), 0);
+    EXPECT_EQ(w.txtForumlae.text, "");
+    EXPECT_EQ(w.ConditionCode(), "");
+    EXPECT_EQ(w.cboIA1.items.size(), 40U);
+    EXPECT_EQ(w.cboIA1.selected, -1);
+    EXPECT_TRUE(w.cboCO.items.empty());
+    EXPECT_FALSE(w.cboCO.enabled);
+    EXPECT_EQ(w.txtTP1.text, "0");
+    EXPECT_EQ(w.txtTP2.text, "1");
+    EXPECT_FALSE(w.ComparisonOperator().has_value());
+}
+
+TEST_F(MainWindowStateTest, ANewFirstIndicatorStartsTheConditionOver) {
+    ShortCrossesLong(3);
+    w.chkModify2_GotFocus();
+    w.chkModify2_Click(true);
+    Pick(ComboId::cboIA1, "MA (Medium)");
+    EXPECT_EQ(w.TP1(), 0);
+    EXPECT_EQ(w.TP2(), 1);
+    EXPECT_EQ(w.cboCO.selected, -1);
+    EXPECT_TRUE(w.cboIA2.items.empty());
+    EXPECT_FALSE(w.chkModify2.checked);
+    EXPECT_FALSE(w.cboED2.visible);
+    EXPECT_EQ(w.BarPhrase1(), "the current period");
+    w.txtTP1_Change("1");
+    EXPECT_EQ(w.BarPhrase1(), "1 period ago");
+}
+
+TEST_F(MainWindowStateTest, ComparisonGroupsOfferWhatTheirFormulaUses) {
+    Pick(ComboId::cboIA1, "MA (Medium)");
+    Pick(ComboId::cboCO, "has equalled"); // a value only
+    EXPECT_EQ(w.cboCT.Text(), "Value");
+    EXPECT_TRUE(w.txtVal1.enabled);
+    EXPECT_FALSE(w.cboIA2.enabled);
+
+    Pick(ComboId::cboCO, "lowest it has been"); // own extreme over bars, value on the bar
+    EXPECT_FALSE(w.cboCT.enabled);
+    EXPECT_TRUE(w.txtVal1.enabled);
+    TypeTP1("5");
+    EXPECT_FALSE(w.txtVal1.enabled);
+    EXPECT_EQ(w.Records()[0].codePart1, "Ref( LLV( MA( Close, 30 ), 5 ), -1 )");
+
+    Pick(ComboId::cboCO, "is greater than");
+    Pick(ComboId::cboCT, "Indicator");
+    EXPECT_TRUE(w.cboIA2.enabled);
+    EXPECT_TRUE(w.txtTP2.enabled);
+    EXPECT_FALSE(w.txtVal1.enabled);
+    Pick(ComboId::cboIA2, "Price");
+    EXPECT_EQ(w.cboED2.Text(), "Close");
+    EXPECT_EQ(w.cboED2.items.size(), 5U);
+    Type(&MainWindowState::txtTP2_GotFocus, &MainWindowState::txtTP2_Change,
+         &MainWindowState::txtTP2_LostFocus, "0");
+    EXPECT_EQ(w.ConditionCode(), "Ref( MA( Close, 30 ), -5 ) > Close");
+
+    // Switching to a value drops indicator 2, so the value is what the formula compares with.
+    Pick(ComboId::cboCT, "Value");
+    EXPECT_EQ(w.cboIA2.selected, -1);
+    EXPECT_EQ(w.TP2(), 1);
+    TypeValue("20.5");
+    EXPECT_EQ(w.ConditionCode(), "Ref( MA( Close, 30 ), -5 ) > 20.5");
+}
+
+TEST_F(MainWindowStateTest, ModifiersAndTheCorrectionsShown) {
+    Pick(ComboId::cboIA1, "RSI");
+    w.chkModify1_GotFocus();
+    w.chkModify1_Click(true);
+    EXPECT_TRUE(w.cboModify1.enabled && w.txtModify1.enabled);
+    EXPECT_EQ(w.cboModify1.Text(), "Increase");
+    Type(&MainWindowState::txtModify1_GotFocus, &MainWindowState::txtModify1_Change,
+         &MainWindowState::txtModify1_LostFocus, "5abc");
+    EXPECT_EQ(w.txtModify1.text, "5");
+    Pick(ComboId::cboCO, "has been above");
+    EXPECT_EQ(w.TP1(), 1); // over 0 bars means over 1
+    EXPECT_EQ(w.txtTP1.text, "1");
+    Pick(ComboId::cboCT, "Indicator");
+    Pick(ComboId::cboIA2, "RSI");
+    w.chkModify2_GotFocus();
+    w.chkModify2_Click(true);
+    Pick(ComboId::cboModify2, "Multiply");
+    Pick(ComboId::cboModifyED2, "Percent");
+    EXPECT_EQ(w.Modify2(), 1); // a percentage of 0 means 1
+    EXPECT_EQ(w.txtModify2.text, "1");
+    EXPECT_EQ(w.ConditionCode(), "BarsSince( RSIa( Close, 14 )+5 <= RSIa( Close, 14 )*0.01 ) >= 1");
+}
+
+TEST_F(MainWindowStateTest, BarFieldsTakeDigitsAndSlashOnly) {
+    Pick(ComboId::cboIA1, "RSI");
+    w.txtTP1_GotFocus();
+    std::string text;
+    for (const char key : std::string("3x/4")) {
+        if (const int accepted = MainWindowState::txtTP1_KeyPress(key); accepted != 0) {
+            text += static_cast<char>(accepted);
+            w.txtTP1_Change(text);
+        }
+    }
+    EXPECT_EQ(w.txtTP1.text, "3/4");
+    EXPECT_EQ(w.TP1(), 3);
+    w.txtTP1_LostFocus();
+    EXPECT_EQ(w.txtTP1.text, "3");
+    EXPECT_EQ(MainWindowState::txtTP2_KeyPress(8), 8);
+    EXPECT_EQ(MainWindowState::txtTP2_KeyPress('-'), 0);
+}
+
+TEST_F(MainWindowStateTest, RunOptions) {
+    RsiBelow30();
+    w.optScanBuy_Click();
+    EXPECT_TRUE(w.optScanBuy.value);
+    EXPECT_FALSE(w.optExplore.value);
+    EXPECT_EQ(w.txtForumlae.text, "Buy = RSIa( Close, 14 ) < 30;");
+    w.SetFilterExpression("F");
+    w.OptUseFilter_Click();
+    EXPECT_EQ(w.txtForumlae.text, "Buy = F\r\nAND RSIa( Close, 14 ) < 30;");
+    w.optAllTickers_Click();
+    EXPECT_EQ(w.txtForumlae.text, "Buy = RSIa( Close, 14 ) < 30;");
+
+    w.SetAnalysisType(7); // anything but 0 and 1 selects the third button
+    EXPECT_TRUE(w.optScanSell.value);
+    w.SetApplyTo(1);
+    EXPECT_TRUE(w.OptCurrentTicker.value);
+    w.optAllBars_Click();
+    EXPECT_EQ(w.ScanRange(), 0);
+    EXPECT_TRUE(w.optAllBars.value && !w.OptLastBars.value);
+
+    for (const auto& [typed, shown] : {std::pair{"-5", "5"}, std::pair{"abc", "1"},
+                                       std::pair{" 3.5 ", "4"}, std::pair{"", "1"}}) {
+        w.txtRange_Change(typed);
+        EXPECT_EQ(w.ScanRangeNumber(), typed);
+        w.txtRange_LostFocus();
+        EXPECT_EQ(w.txtRange.text, shown) << typed;
+        EXPECT_EQ(w.ScanRangeNumber(), shown);
+    }
+}
+
+} // namespace
+} // namespace marlindex
