@@ -8,7 +8,6 @@
 #include <cmath>
 #include <limits>
 #include <nlohmann/json.hpp>
-#include <set>
 
 namespace marlindex {
 

@@ -380,21 +380,15 @@ void MainWindowState::cboIA1_Click() {
         }
     }
     ArrangeControls();
-    if (HasFocus("cboIA1")) {
-        UpdateFormula();
-    }
+    UpdateFormulaFrom("cboIA1");
 }
 
 void MainWindowState::cboED1_Click() {
-    if (HasFocus("cboED1")) {
-        UpdateFormula();
-    }
+    UpdateFormulaFrom("cboED1");
 }
 
 void MainWindowState::cboModify1_Click() {
-    if (HasFocus("cboModify1")) {
-        UpdateFormula();
-    }
+    UpdateFormulaFrom("cboModify1");
 }
 
 void MainWindowState::cboCO_Click() {
@@ -427,9 +421,7 @@ void MainWindowState::cboCO_Click() {
         cboCT_Click();
     }
     ArrangeControls();
-    if (HasFocus("cboCO")) {
-        UpdateFormula();
-    }
+    UpdateFormulaFrom("cboCO");
 }
 
 void MainWindowState::cboCT_Click() {
@@ -447,35 +439,25 @@ void MainWindowState::cboCT_Click() {
         txtTP2_Change("1");
     }
     ArrangeControls();
-    if (HasFocus("cboCT")) {
-        UpdateFormula();
-    }
+    UpdateFormulaFrom("cboCT");
 }
 
 void MainWindowState::cboIA2_Click() {
     FillOptions(cboED2, cboIA2.SelectedData());
     ArrangeControls();
-    if (HasFocus("cboIA2")) {
-        UpdateFormula();
-    }
+    UpdateFormulaFrom("cboIA2");
 }
 
 void MainWindowState::cboED2_Click() {
-    if (HasFocus("cboED2")) {
-        UpdateFormula();
-    }
+    UpdateFormulaFrom("cboED2");
 }
 
 void MainWindowState::cboModify2_Click() {
-    if (HasFocus("cboModify2")) {
-        UpdateFormula();
-    }
+    UpdateFormulaFrom("cboModify2");
 }
 
 void MainWindowState::cboModifyED2_Click() {
-    if (HasFocus("cboModifyED2")) {
-        UpdateFormula();
-    }
+    UpdateFormulaFrom("cboModifyED2");
 }
 
 void MainWindowState::chkModify1_Click(bool checked) {
@@ -484,9 +466,7 @@ void MainWindowState::chkModify1_Click(bool checked) {
         FillModifyList(cboModify1);
     }
     ArrangeControls();
-    if (HasFocus("chkModify1")) {
-        UpdateFormula();
-    }
+    UpdateFormulaFrom("chkModify1");
 }
 
 void MainWindowState::chkModify2_Click(bool checked) {
@@ -498,50 +478,38 @@ void MainWindowState::chkModify2_Click(bool checked) {
         }
     }
     ArrangeControls();
-    if (HasFocus("chkModify2")) {
-        UpdateFormula();
-    }
+    UpdateFormulaFrom("chkModify2");
 }
 
 void MainWindowState::txtTP1_Change(std::string text) {
     tp1_ = ReadBars(text);
     txtTP1.text = std::move(text);
     ArrangeControls();
-    if (HasFocus("txtTP1")) {
-        UpdateFormula();
-    }
+    UpdateFormulaFrom("txtTP1");
 }
 
 void MainWindowState::txtTP2_Change(std::string text) {
     tp2_ = ReadBars(text);
     txtTP2.text = std::move(text);
-    if (HasFocus("txtTP2")) {
-        UpdateFormula();
-    }
+    UpdateFormulaFrom("txtTP2");
 }
 
 void MainWindowState::txtModify1_Change(std::string text) {
     modify1_ = ReadNumber(text);
     txtModify1.text = std::move(text);
-    if (HasFocus("txtModify1")) {
-        UpdateFormula();
-    }
+    UpdateFormulaFrom("txtModify1");
 }
 
 void MainWindowState::txtModify2_Change(std::string text) {
     modify2_ = ReadNumber(text);
     txtModify2.text = std::move(text);
-    if (HasFocus("txtModify2")) {
-        UpdateFormula();
-    }
+    UpdateFormulaFrom("txtModify2");
 }
 
 void MainWindowState::txtVal1_Change(std::string text) {
     value1_ = ReadNumber(text);
     txtVal1.text = std::move(text);
-    if (HasFocus("txtVal1")) {
-        UpdateFormula();
-    }
+    UpdateFormulaFrom("txtVal1");
 }
 
 int MainWindowState::txtTP1_KeyPress(int keyAscii) {

@@ -200,7 +200,13 @@ public:
     void txtRange_LostFocus();
 
 private:
-    bool HasFocus(const char* control) const { return currentControl_ == control; }
+    // Only the control the user is working in regenerates the formula; changes the program
+    // makes to controls (loading a row, resets) pass without it.
+    void UpdateFormulaFrom(const char* control) {
+        if (currentControl_ == control) {
+            UpdateFormula();
+        }
+    }
     void StartRow(const char* joiner);
     void SelectRow(int row, bool counts);
     void LoadRow(const ConditionRecord& record);
