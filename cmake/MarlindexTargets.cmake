@@ -31,3 +31,37 @@ function(marlindex_test name)
     gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
                          PROPERTIES ENVIRONMENT "MARLINDEX_SOURCE_DIR=${PROJECT_SOURCE_DIR}")
 endfunction()
+
+# marlindex_folder_library(name DEPENDS ...): the core library of one src/ folder, built from
+# its *.cpp files. Forms (frm*.cpp) include Qt Widgets: they are collected for the GUI instead.
+# Files that implement a platform interface (*Win32*, *X11*) join only on their platform.
+function(marlindex_folder_library name)
+    cmake_parse_arguments(ARG "" "" "DEPENDS" ${ARGN})
+    file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+    file(GLOB forms CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/frm*.cpp)
+    if(forms)
+        list(REMOVE_ITEM sources ${forms})
+        set_property(GLOBAL APPEND PROPERTY MARLINDEX_FORM_SOURCES ${forms})
+    endif()
+    if(NOT WIN32)
+        list(FILTER sources EXCLUDE REGEX "Win32[^/]*$")
+    endif()
+    if(WIN32 OR APPLE)
+        list(FILTER sources EXCLUDE REGEX "X11[^/]*$")
+    endif()
+    marlindex_library(${name} SOURCES ${sources} DEPENDS ${ARG_DEPENDS})
+endfunction()
+
+# marlindex_qt_test(name SOURCES ... DEPENDS ...): a QtTest executable that clicks real widgets,
+# run on the offscreen platform so it needs no display.
+function(marlindex_qt_test name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
+    add_executable(${name} ${ARG_SOURCES})
+    set_target_properties(${name} PROPERTIES AUTOMOC ON)
+    target_link_libraries(${name} PRIVATE ${ARG_DEPENDS} Qt6::Test)
+    target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")
+    marlindex_warnings(${name})
+    add_test(NAME ${name} COMMAND ${name})
+    set_tests_properties(${name} PROPERTIES ENVIRONMENT
+        "QT_QPA_PLATFORM=offscreen;MARLINDEX_SOURCE_DIR=${PROJECT_SOURCE_DIR}")
+endfunction()

@@ -1,0 +1,39 @@
+// What the commands of marlindex-cli share: their streams, input reading, and the way each
+// command group adds its subcommands to the one command line.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <iosfwd>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace marlindex {
+
+struct CliStreams {
+    std::istream& in;
+    std::ostream& out;
+    std::ostream& err;
+};
+
+// A subcommand and what runs when the command line chose it. The runner owns the options the
+// subcommand parsed into (capture them by shared pointer).
+struct CliCommand {
+    CLI::App* command = nullptr;
+    std::function<int()> run;
+};
+using CliCommands = std::vector<CliCommand>;
+
+// The command groups. Each adds its subcommands to `app`.
+void AddFormulaCommands(CLI::App& app, CliStreams streams, CliCommands& commands);
+
+// A file named on the command line; "-" is standard input. Unreadable: says so on stderr.
+std::optional<std::string> ReadInput(const std::string& name, std::istream& in,
+                                     std::ostream& err);
+// How a file name appears in messages: "-" is "stdin".
+std::string DisplayName(const std::string& name);
+// Flushes the result; a failed write to stdout is a failure of the command.
+int Finish(std::ostream& out);
+
+} // namespace marlindex
