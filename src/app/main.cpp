@@ -1,10 +1,118 @@
+// The Marlindex program: decides from the command line what the process does and, for a
+// normal start, loads the settings and the run options and shows the main window.
+#include "about/AboutInfo.h"
+#include "amibroker/LocalBroker.h"
+#include "app/QtPrompts.h"
+#include "mainwindow/frmMain.h"
+#include "settings/FileHive.h"
+#include "settings/ProgramSettings.h"
+#include "startup/StartupArguments.h"
+
 #include <QApplication>
-#include <QMainWindow>
+#include <QDir>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <stdexcept>
+
+namespace {
+
+using namespace marlindex;
+
+std::vector<std::string> HelpFolders() {
+    const QString exe = QCoreApplication::applicationDirPath();
+    return {QDir(exe).filePath(QStringLiteral("docs")).toStdString(),
+            QDir(exe).filePath(QStringLiteral("../share/marlindex/docs")).toStdString(),
+            MARLINDEX_SOURCE_DOCS};
+}
+
+int ShowMainWindow(const StartupArguments& arguments, QtPrompts& prompts) {
+    // Without an analysis application there is nothing to build formulas for. The local
+    // host (a database folder) stands in for one until the automation link exists.
+    if (!arguments.databaseFolder) {
+        prompts.Inform("Marlindex", kNoAnalysisApplicationText, PromptIcon::Exclamation);
+        return 1;
+    }
+    const std::filesystem::path database = *arguments.databaseFolder;
+    std::error_code error;
+    if (!std::filesystem::is_directory(database, error)) {
+        prompts.Inform("Marlindex",
+                       "The database folder \"" + database.string() + "\" does not exist.",
+                       PromptIcon::Exclamation);
+        return 2;
+    }
+
+    std::unique_ptr<FileHive> hive;
+    std::unique_ptr<CProgramSettings> settings;
+    std::unique_ptr<LocalBroker> broker;
+    std::unique_ptr<MainWindowState> state;
+    std::unique_ptr<frmMain> window;
+    try {
+        hive = std::make_unique<FileHive>(arguments.registryFile
+                                              ? std::filesystem::path(*arguments.registryFile)
+                                              : FileHive::DefaultPath(),
+                                          FileHive::Access::ReadWrite);
+        if (const auto report = hive->TakeLoadReport()) {
+            prompts.Inform("Configuration File Error", *report, PromptIcon::Exclamation);
+        }
+        settings = std::make_unique<CProgramSettings>(CProgramSettings::ForMarlindex(*hive));
+
+        const std::filesystem::path programFolder =
+            arguments.programFolder ? std::filesystem::path(*arguments.programFolder)
+                                    : DefaultProgramFolder();
+        std::filesystem::create_directories(programFolder);
+        broker = std::make_unique<LocalBroker>(database, prompts);
+
+        state = std::make_unique<MainWindowState>(*settings);
+        state->LoadRunSettings();
+
+        frmMain::Services services;
+        services.broker = broker.get();
+        services.prompts = &prompts;
+        services.programFolder = programFolder.string();
+        services.helpFolders = HelpFolders();
+        window = std::make_unique<frmMain>(*state, services);
+    } catch (const std::exception& failure) {
+        prompts.Inform("Marlindex - frmMain Load",
+                       InternalErrorText("frmMain Load", 0, failure.what()),
+                       PromptIcon::Exclamation);
+        return 1;
+    }
+    prompts.SetParent(window.get());
+    window->show();
+    return QApplication::exec();
+}
+
+} // namespace
 
 int main(int argc, char* argv[]) {
     QApplication application(argc, argv);
-    QMainWindow window;
-    window.setWindowTitle(QStringLiteral("Marlindex"));
-    window.show();
-    return QApplication::exec();
+    QApplication::setApplicationName(QString::fromLatin1(kProgramName));
+    QApplication::setApplicationVersion(QString::fromStdString(ProgramVersion()));
+
+    // QApplication has taken its own options (-platform ...) out of argv.
+    std::vector<std::string> args;
+    for (const QString& arg : QApplication::arguments().mid(1)) {
+        args.push_back(arg.toStdString());
+    }
+    QtPrompts prompts;
+    StartupArguments arguments;
+    try {
+        arguments = ParseStartupArguments(args);
+    } catch (const std::invalid_argument& error) {
+        std::cerr << "marlindex: " << error.what() << "\n";
+        return 2;
+    }
+
+    switch (arguments.action) {
+    case StartupAction::Install:
+    case StartupAction::Uninstall:
+        // The install and uninstall steps belong to the installer; they never show a window.
+        std::cerr << "marlindex: the " << (arguments.action == StartupAction::Install ? "I" : "U")
+                  << " step is not available in this version.\n";
+        return 0;
+    case StartupAction::ShowMainWindow:
+        break;
+    }
+    return ShowMainWindow(arguments, prompts);
 }

@@ -29,8 +29,7 @@ using CliCommands = std::vector<CliCommand>;
 void AddFormulaCommands(CLI::App& app, CliStreams streams, CliCommands& commands);
 
 // A file named on the command line; "-" is standard input. Unreadable: says so on stderr.
-std::optional<std::string> ReadInput(const std::string& name, std::istream& in,
-                                     std::ostream& err);
+std::optional<std::string> ReadInput(const std::string& name, std::istream& in, std::ostream& err);
 // How a file name appears in messages: "-" is "stdin".
 std::string DisplayName(const std::string& name);
 // Flushes the result; a failed write to stdout is a failure of the command.

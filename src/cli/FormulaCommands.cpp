@@ -1,6 +1,5 @@
 #include "cli/CliCommands.h"
 #include "cli/CliSupport.h"
-
 #include "formula/ColourRendering.h"
 #include "formula/Colouring.h"
 #include "formula/ScanFile.h"

@@ -110,6 +110,11 @@ MainWindowState::MainWindowState(CProgramSettings& settings) : settings_(&settin
     mRemoveLeftBracket.caption = "-  (";
     mAddRightBracket.caption = "+ )";
     mRemoveRightBracket.caption = "-  )";
+    mMOS.caption = "&Minimise on scan";
+    mICWC.caption = "&Include comments with code";
+    mWITB.caption = "&Window in taskbar";
+    mMOS.checked = true;
+    mICWC.checked = true;
 
     // Until the stored run settings are loaded, the run options are their defaults.
     SetAnalysisType(0);
@@ -790,19 +795,23 @@ void MainWindowState::btnClearAll_Click() {
 
 // ---- run options ----
 
+// A new kind of formula changes only the assignment around the rows: the formula is
+// assembled again and no row is rewritten. (Rewriting the current row from the editor would
+// copy the editor's condition into a pending "AND " row, or over the last row after a
+// removal.)
 void MainWindowState::optExplore_Click() {
     SetAnalysisType(0);
-    UpdateFormula();
+    AssembleFormula();
 }
 
 void MainWindowState::optScanBuy_Click() {
     SetAnalysisType(1);
-    UpdateFormula();
+    AssembleFormula();
 }
 
 void MainWindowState::optScanSell_Click() {
     SetAnalysisType(2);
-    UpdateFormula();
+    AssembleFormula();
 }
 
 void MainWindowState::optAllTickers_Click() {

@@ -8,16 +8,52 @@
 // same events (loading a row, resetting the editor) without rewriting any row.
 #pragma once
 
+#include "amibroker/Broker.h"
 #include "formula/ConditionRecord.h"
 #include "mainwindow/Controls.h"
 #include "settings/ProgramSettings.h"
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <utility>
 
 namespace marlindex {
+
+// What a run needs from outside the window: the analysis application, where the program
+// lives, today's date, and the window's own doings (let events run, minimise).
+struct RunServices {
+    Broker* broker = nullptr;
+    // The program's folder, a subfolder of the analysis application's folder.
+    std::string programFolder;
+    // Today as "dd MMM yyyy" (see FormatCreateDate).
+    std::string today;
+    std::function<void()> letEventsRun;
+    std::function<void()> minimiseWindow;
+};
+
+// How a run ended. A run that fails ends where it failed, silently: the window stays as it
+// was, and the reason is kept here for a status line.
+struct RunOutcome {
+    bool started = false; // the analysis was asked to explore or scan
+    std::string runFile;  // the formula file written, "" when none was
+    std::string error;    // why the run stopped early, "" when it did not
+};
+
+// "05 Mar 2026": two-digit day, English month abbreviation, four-digit year.
+std::string FormatCreateDate(int year, unsigned month, unsigned day);
+
+// The run file's header comment (and the Copy command's): the date and each row's grid text
+// followed by one blank, then the formula.
+std::string CommentedFormula(const std::string& today, const std::vector<std::string>& rowTexts,
+                             const std::string& formula);
+
+// Where the run file goes: the program folder's last 9 characters (the folder name
+// "Marlindex") are cut, leaving the analysis application's folder; version 4.7 and later keep
+// formulas in "Formulas", older ones in "AFL". Throws BrokerError for a folder shorter than
+// that or a version that is not a number.
+std::string RunFilePath(const std::string& programFolder, const std::string& version);
 
 // The combo boxes, for choosing an entry as a user does.
 enum class ComboId {
@@ -53,6 +89,9 @@ public:
     OptionButton optAllTickers, OptCurrentTicker, OptUseFilter;
     OptionButton optAllBars, OptLastBars, OptLastDays;
     TextBox txtRange;
+
+    // ---- View menu switches ----
+    MenuItem mMOS, mICWC, mWITB;
 
     // ---- public properties ----
     const std::string& ScanName() const { return scanName_; }
@@ -199,6 +238,20 @@ public:
     void txtRange_Change(std::string text);
     void txtRange_LostFocus();
 
+    // ---- View menu, run settings, Run ----
+    // Each flips its check and stores it.
+    void mMOS_Click();
+    void mICWC_Click();
+    // True when the window is now to have its own task bar button (the form re-parents it).
+    bool mWITB_Click();
+    // The stored run options and switches; a value that is not a number reads as its default.
+    void LoadRunSettings();
+    void SaveRunSettings();
+    // Writes the formula box to the run file and has the analysis load and run it.
+    RunOutcome btnRun_Click(const RunServices& services);
+    // The grid texts of the rows in use, 0 to GridCount - 1.
+    std::vector<std::string> RowTexts() const;
+
 private:
     // Only the control the user is working in regenerates the formula; changes the program
     // makes to controls (loading a row, resets) pass without it.
@@ -225,6 +278,7 @@ private:
     // Which side-2 inputs the chosen comparison and target use, and the modifiers' states.
     void ArrangeControls();
     void ResetEditor();
+    void WriteSwitch(MenuItem& item, const char* name);
 
     CProgramSettings* settings_;
 

@@ -1,5 +1,6 @@
 #include "startup/StartupArguments.h"
 
+#include <cstdlib>
 #include <stdexcept>
 
 namespace marlindex {
@@ -26,7 +27,8 @@ StartupArguments ParseStartupArguments(const std::vector<std::string>& args) {
         std::optional<std::string>* target = nullptr;
         std::string name = arg;
         std::optional<std::string> inlineValue;
-        if (const auto equals = arg.find('='); arg.rfind("--", 0) == 0 && equals != std::string::npos) {
+        if (const auto equals = arg.find('=');
+            arg.rfind("--", 0) == 0 && equals != std::string::npos) {
             name = arg.substr(0, equals);
             inlineValue = arg.substr(equals + 1);
         }
@@ -53,6 +55,28 @@ StartupArguments ParseStartupArguments(const std::vector<std::string>& args) {
         }
     }
     return result;
+}
+
+std::filesystem::path DefaultProgramFolder() {
+    std::filesystem::path data;
+    if (const char* xdg = std::getenv("XDG_DATA_HOME"); xdg != nullptr && *xdg != '\0') {
+        data = xdg;
+    } else if (const char* home = std::getenv("HOME"); home != nullptr && *home != '\0') {
+        data = std::filesystem::path(home) / ".local" / "share";
+    } else {
+        data = std::filesystem::temp_directory_path();
+    }
+    return data / "marlindex" / "Marlindex";
+}
+
+std::string InternalErrorText(const std::string& objectEvent, long number,
+                              const std::string& description) {
+    return "An internal application error occured. This could be the result of some\r\n"
+           "instability within AmiBroker. Please lodge a bug report noting the following "
+           "details:\r\n"
+           "Object/Event: " +
+           objectEvent + "\r\nError Number: " + std::to_string(number) +
+           "\r\nError Description: " + description;
 }
 
 } // namespace marlindex

@@ -4,6 +4,7 @@
 // options choose the database, the settings file and the program folder.
 #pragma once
 
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
@@ -23,5 +24,18 @@ struct StartupArguments {
 // `args` excludes the program name. Throws std::invalid_argument, with a message naming the
 // option, when an option lacks its value.
 StartupArguments ParseStartupArguments(const std::vector<std::string>& args);
+
+// The program's folder when none is given: $XDG_DATA_HOME/marlindex/Marlindex, or
+// ~/.local/share/marlindex/Marlindex. The last folder keeps the installed name, whose length
+// places the run file in the analysis application's formula folder beside it.
+std::filesystem::path DefaultProgramFolder();
+
+// The message that ends a failed start: lines joined by CR LF, naming the step, the error's
+// number and its description.
+std::string InternalErrorText(const std::string& objectEvent, long number,
+                              const std::string& description);
+
+inline constexpr const char* kNoAnalysisApplicationText =
+    "You must have Amibroker open to run this program.";
 
 } // namespace marlindex

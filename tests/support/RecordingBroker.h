@@ -14,9 +14,7 @@ public:
     void LoadFormula(const std::string& path) override { Record("LoadFormula " + path); }
     void ClearFilters() override { Record("ClearFilters"); }
     void SetApplyTo(std::int16_t value) override { Record("ApplyTo " + std::to_string(value)); }
-    void SetRangeMode(std::int16_t value) override {
-        Record("RangeMode " + std::to_string(value));
-    }
+    void SetRangeMode(std::int16_t value) override { Record("RangeMode " + std::to_string(value)); }
     void SetRangeN(const Variant& value) override {
         if (const auto* text = std::get_if<std::string>(&value)) {
             Record("RangeN text " + *text);

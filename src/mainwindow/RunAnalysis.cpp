@@ -1,0 +1,184 @@
+// The run options' persistence, the View menu switches and Run.
+#include "mainwindow/MainWindowState.h"
+#include "startup/AtomicFile.h"
+#include "startup/Codepage.h"
+#include "startup/TextHelpers.h"
+
+#include <array>
+#include <charconv>
+#include <cstdlib>
+#include <filesystem>
+#include <limits>
+
+namespace marlindex {
+
+namespace {
+
+constexpr const char* kRunSection = "Settings\\";
+constexpr std::size_t kProgramFolderNameLength = 9; // "Marlindex"
+
+// A stored 16-bit setting: its leading whole number, the default when there is none (a
+// hand-edited settings file must not stop the program).
+int ReadSetting16(const CProgramSettings& settings, const char* name, const char* fallback) {
+    const std::string text{TrimBlanks(settings.ReadEntry(name, fallback))};
+    int value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc() || value < std::numeric_limits<std::int16_t>::min() ||
+        value > std::numeric_limits<std::int16_t>::max()) {
+        return std::atoi(fallback);
+    }
+    return value;
+}
+
+// The leading number of a version text as single precision: "4.80.1" reads 4.8.
+float ReadVersion(const std::string& version) {
+    const std::string head = version.substr(0, 3);
+    float value = 0;
+    const auto [end, error] = std::from_chars(head.data(), head.data() + head.size(), value);
+    if (error != std::errc() || end != head.data() + head.size()) {
+        throw BrokerError("the version \"" + version + "\" is not a number");
+    }
+    return value;
+}
+
+} // namespace
+
+std::string FormatCreateDate(int year, unsigned month, unsigned day) {
+    static constexpr std::array<const char*, 12> kMonths{"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                                         "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+    const char* name = month >= 1 && month <= 12 ? kMonths[month - 1] : "???";
+    return (day < 10 ? "0" : "") + std::to_string(day) + " " + name + " " + std::to_string(year);
+}
+
+std::string CommentedFormula(const std::string& today, const std::vector<std::string>& rowTexts,
+                             const std::string& formula) {
+    std::string text = "/* Create date: " + today + "\r\n";
+    for (const std::string& row : rowTexts) {
+        text += row + " ";
+    }
+    return text + "*/\r\n\r\n" + formula;
+}
+
+std::string RunFilePath(const std::string& programFolder, const std::string& version) {
+    if (programFolder.size() <= kProgramFolderNameLength) {
+        throw BrokerError("the program folder \"" + programFolder +
+                          "\" does not lie inside the analysis application's folder");
+    }
+    // The cut is literal, as the installed layout has it: <application>\Marlindex.
+    const std::string base =
+        programFolder.substr(0, programFolder.size() - kProgramFolderNameLength);
+    const char separator = base.back() == '\\' || base.back() == '/' ? base.back() : '/';
+    const std::string folder = ReadVersion(version) >= 4.7f ? "Formulas" : "AFL";
+    return base + folder + separator + "Unnamed.afl";
+}
+
+void MainWindowState::WriteSwitch(MenuItem& item, const char* name) {
+    item.checked = !item.checked;
+    settings_->SetSection(kRunSection);
+    settings_->WriteEntry(name, item.checked ? "1" : "0");
+}
+
+void MainWindowState::mMOS_Click() {
+    WriteSwitch(mMOS, "MinOnScan");
+}
+
+void MainWindowState::mICWC_Click() {
+    WriteSwitch(mICWC, "IncludeCommentWithCode");
+}
+
+bool MainWindowState::mWITB_Click() {
+    WriteSwitch(mWITB, "WindowInTaskBar");
+    return mWITB.checked;
+}
+
+void MainWindowState::LoadRunSettings() {
+    settings_->SetSection(kRunSection);
+    SetApplyTo(ReadSetting16(*settings_, "ApplyTo", "0"));
+    SetScanRange(ReadSetting16(*settings_, "Range", "1"));
+    SetScanRangeNumber(settings_->ReadEntry("RangeNumber", "1"));
+    txtRange.text = ScanRangeNumber();
+    SetAnalysisType(ReadSetting16(*settings_, "AnalysisType", "0"));
+    mMOS.checked = ReadSetting16(*settings_, "MinOnScan", "1") != 0;
+    mWITB.checked = ReadSetting16(*settings_, "WindowInTaskBar", "0") != 0;
+    // Comments with the code are on at every start, whatever was stored.
+    mICWC.checked = true;
+    gridMode_ = "ADD";
+}
+
+void MainWindowState::SaveRunSettings() {
+    settings_->SetSection(kRunSection);
+    settings_->WriteEntry("ApplyTo", std::to_string(applyTo_));
+    settings_->WriteEntry("Range", std::to_string(scanRange_));
+    settings_->WriteEntry("RangeNumber", scanRangeNumber_);
+    settings_->WriteEntry("AnalysisType", std::to_string(analysisType_));
+}
+
+std::vector<std::string> MainWindowState::RowTexts() const {
+    std::vector<std::string> texts;
+    for (int row = 0; row < gridCount_; ++row) {
+        texts.push_back(MSFlexGrid1.Text(row));
+    }
+    return texts;
+}
+
+RunOutcome MainWindowState::btnRun_Click(const RunServices& services) {
+    RunOutcome outcome;
+    const std::string text = txtForumlae.text;
+    if (text.empty() || services.broker == nullptr) {
+        return outcome;
+    }
+    try {
+        Broker& broker = *services.broker;
+        const std::string path = RunFilePath(services.programFolder, broker.Version());
+        const std::string content =
+            mICWC.checked ? CommentedFormula(services.today, RowTexts(), text) : text;
+        CodepageError codepage;
+        const std::optional<std::string> bytes = Utf8ToCp1252(content, &codepage);
+        if (!bytes) {
+            throw BrokerError("the formula cannot be saved in the Windows-1252 code page: " +
+                              codepage.what);
+        }
+        std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+        if (const std::error_code error = WriteFileAtomically(path, *bytes)) {
+            throw BrokerError("cannot write " + path + ": " + error.message());
+        }
+        outcome.runFile = path;
+
+        Analysis& analysis = broker.Analysis();
+        analysis.LoadFormula(path);
+        analysis.ClearFilters();
+        // The filter is part of the formula text; the application's own filter was just
+        // cleared, so "use filter" runs over all symbols.
+        analysis.SetApplyTo(OptCurrentTicker.value && !optAllTickers.value ? 1 : 0);
+        if (optAllBars.value) {
+            analysis.SetRangeMode(0);
+        } else if (OptLastBars.value) {
+            analysis.SetRangeMode(1);
+            analysis.SetRangeN(Variant{scanRangeNumber_});
+        } else if (OptLastDays.value) {
+            analysis.SetRangeMode(2);
+            analysis.SetRangeN(Variant{scanRangeNumber_});
+        } else {
+            analysis.SetRangeMode(1);
+            analysis.SetRangeN(Variant{std::int16_t{1}});
+        }
+        if (services.letEventsRun) {
+            services.letEventsRun();
+        }
+        if (mMOS.checked && services.minimiseWindow) {
+            services.minimiseWindow();
+        }
+        outcome.started = true;
+        if (optExplore.value) {
+            analysis.Explore();
+        } else {
+            analysis.Scan();
+        }
+    } catch (const std::exception& error) {
+        outcome.started = false;
+        outcome.error = error.what();
+    }
+    return outcome;
+}
+
+} // namespace marlindex

@@ -1,0 +1,854 @@
+#include "mainwindow/frmMain.h"
+
+#include "about/AboutInfo.h"
+#include "about/frmAbout.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QClipboard>
+#include <QCloseEvent>
+#include <QComboBox>
+#include <QDate>
+#include <QDesktopServices>
+#include <QFontDatabase>
+#include <QGridLayout>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QMenuBar>
+#include <QMouseEvent>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QScrollBar>
+#include <QSplitter>
+#include <QStatusBar>
+#include <QStyle>
+#include <QTableWidget>
+#include <QTextCursor>
+#include <QTextEdit>
+#include <QToolBar>
+#include <QUrl>
+#include <QVBoxLayout>
+#include <filesystem>
+
+namespace marlindex {
+
+namespace {
+
+QString Q(const std::string& text) {
+    return QString::fromStdString(text);
+}
+
+std::string S(const QString& text) {
+    return text.toStdString();
+}
+
+template <typename Widget> Widget* Named(Widget* widget, const char* name) {
+    widget->setObjectName(QString::fromLatin1(name));
+    return widget;
+}
+
+QComboBox* NewCombo(const char* name) {
+    auto* combo = Named(new QComboBox, name);
+    combo->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    combo->setMinimumContentsLength(12);
+    return combo;
+}
+
+QLineEdit* NewField(const char* name, int width) {
+    auto* field = Named(new QLineEdit, name);
+    field->setMaximumWidth(width);
+    return field;
+}
+
+// Copies one combo box's state onto its widget, touching the widget only where they differ
+// so that an open list or the user's place in it is not disturbed.
+void MirrorCombo(QComboBox* widget, const ComboBox& combo) {
+    bool same = widget->count() == static_cast<int>(combo.items.size());
+    for (int i = 0; same && i < widget->count(); ++i) {
+        const ComboItem& item = combo.items[static_cast<std::size_t>(i)];
+        same = widget->itemText(i) == Q(item.text) && widget->itemData(i).toInt() == item.data;
+    }
+    if (!same) {
+        widget->clear();
+        for (const ComboItem& item : combo.items) {
+            widget->addItem(Q(item.text), item.data);
+        }
+    }
+    if (widget->currentIndex() != combo.selected) {
+        widget->setCurrentIndex(combo.selected);
+    }
+    widget->setEnabled(combo.enabled);
+    widget->setVisible(combo.visible);
+}
+
+void MirrorField(QLineEdit* widget, const TextBox& box) {
+    if (widget->text() != Q(box.text)) {
+        widget->setText(Q(box.text));
+    }
+    widget->setEnabled(box.enabled);
+    widget->setVisible(box.visible);
+}
+
+void MirrorAction(QAction* action, const MenuItem& item) {
+    action->setEnabled(item.enabled);
+    action->setChecked(item.checked);
+}
+
+QColor ToColor(std::uint32_t rgb) {
+    return QColor(static_cast<int>((rgb >> 16) & 0xFF), static_cast<int>((rgb >> 8) & 0xFF),
+                  static_cast<int>(rgb & 0xFF));
+}
+
+} // namespace
+
+frmMain::BoxText frmMain::ToBoxText(const std::string& utf8, const std::vector<FormatRun>& runs) {
+    // Offsets of the model count characters (code points); the box counts UTF-16 units and
+    // has no CR. Map each model character to its place in the box.
+    const std::u32string model = QString::fromStdString(utf8).toStdU32String();
+    std::vector<std::size_t> boxOffset(model.size() + 1, 0);
+    std::u32string kept;
+    std::size_t offset = 0;
+    for (std::size_t i = 0; i < model.size(); ++i) {
+        boxOffset[i] = offset;
+        const bool crBeforeLf = model[i] == U'\r' && i + 1 < model.size() && model[i + 1] == U'\n';
+        if (!crBeforeLf) {
+            kept.push_back(model[i]);
+            offset += model[i] > 0xFFFF ? 2U : 1U;
+        }
+    }
+    boxOffset[model.size()] = offset;
+
+    BoxText box;
+    box.text = QString::fromStdU32String(kept);
+    for (const FormatRun& run : runs) {
+        const std::size_t start = std::min(run.start, model.size());
+        const std::size_t end = std::min(run.start + run.length, model.size());
+        if (boxOffset[end] > boxOffset[start]) {
+            box.runs.push_back({boxOffset[start], boxOffset[end] - boxOffset[start], run.format});
+        }
+    }
+    return box;
+}
+
+frmMain::frmMain(MainWindowState& state, Services services, QWidget* parent)
+    : QMainWindow(parent), state_(&state), services_(std::move(services)) {
+    setObjectName(QStringLiteral("frmMain"));
+
+    BuildMenus();
+    BuildToolbar();
+
+    auto* central = new QWidget;
+    auto* layout = new QVBoxLayout(central);
+    layout->addWidget(BuildEditor());
+
+    // The grid and the formula share the height; the run options stand beside both.
+    auto* splitter = Named(new QSplitter(Qt::Vertical), "splitter");
+    splitter->addWidget(BuildGrid());
+    txtForumlae_ = Named(new QTextEdit, "txtForumlae");
+    // Regeneration rewrites the whole text, so editing by hand would be lost: the box shows
+    // the formula and lets it be selected and copied.
+    txtForumlae_->setReadOnly(true);
+    txtForumlae_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    txtForumlae_->setLineWrapMode(QTextEdit::NoWrap);
+    txtForumlae_->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    txtForumlae_->setPlaceholderText(
+        tr("The formula appears here as you choose an indicator and a comparison."));
+    auto* formulaBox = Named(new QGroupBox(tr("Formula")), "fraFormula");
+    auto* formulaLayout = new QVBoxLayout(formulaBox);
+    formulaLayout->addWidget(txtForumlae_);
+    splitter->addWidget(formulaBox);
+    splitter->setChildrenCollapsible(false);
+    splitter->setSizes({330, 270});
+
+    auto* lower = new QHBoxLayout;
+    lower->addWidget(splitter, 1);
+    lower->addWidget(BuildRunOptions());
+    layout->addLayout(lower, 1);
+    setCentralWidget(central);
+
+    ConnectEditor();
+    SetTabOrder();
+    rowStatus_ = Named(new QLabel, "lblRowStatus");
+    statusBar()->addPermanentWidget(rowStatus_);
+    resize(1060, 720);
+    Mirror();
+}
+
+// ---- building ----
+
+void frmMain::BuildMenus() {
+    QMenu* file = menuBar()->addMenu(tr("&File"));
+    file->setObjectName(QStringLiteral("mFile"));
+    mNew_ = Named(file->addAction(tr("&New")), "mNew");
+    mNew_->setShortcut(QKeySequence::New);
+    mNew_->setStatusTip(tr("Clear all conditions and start a new formula"));
+    mOpen_ = Named(file->addAction(tr("&Open...")), "mOpen");
+    mOpen_->setShortcut(QKeySequence::Open);
+    mSave_ = Named(file->addAction(tr("&Save")), "mSave");
+    mSave_->setShortcut(QKeySequence::Save);
+    mSaveAs_ = Named(file->addAction(tr("Save &As...")), "mSaveAs");
+    file->addSeparator();
+    mCopy_ = Named(file->addAction(tr("&Copy")), "mCopy");
+    mCopy_->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_C));
+    mCopy_->setStatusTip(tr("Copy the formula, with a comment listing the conditions"));
+    file->addSeparator();
+    mPreferences_ = Named(file->addAction(tr("&Preferences...")), "mPreferences");
+    file->addSeparator();
+    mExit_ = Named(file->addAction(tr("E&xit")), "mExit");
+    mExit_->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
+
+    // The formula library and the preferences dialog arrive in later versions; their
+    // commands are shown so the menu keeps its shape, and are off until then.
+    for (QAction* later : {mOpen_, mSave_, mSaveAs_, mPreferences_}) {
+        later->setEnabled(false);
+    }
+
+    connect(mNew_, &QAction::triggered, this,
+            [this] { Handle([this] { state_->btnClearAll_Click(); }); });
+    connect(mCopy_, &QAction::triggered, this, [this] { CopyFormula(); });
+    connect(mExit_, &QAction::triggered, this, &QWidget::close);
+
+    QMenu* view = menuBar()->addMenu(tr("&View"));
+    view->setObjectName(QStringLiteral("mView"));
+    mMOS_ = Named(view->addAction(Q(state_->mMOS.caption)), "mMOS");
+    mICWC_ = Named(view->addAction(Q(state_->mICWC.caption)), "mICWC");
+    mWITB_ = Named(view->addAction(Q(state_->mWITB.caption)), "mWITB");
+    for (QAction* item : {mMOS_, mICWC_, mWITB_}) {
+        item->setCheckable(true);
+    }
+    connect(mMOS_, &QAction::triggered, this, [this] { Handle([this] { state_->mMOS_Click(); }); });
+    connect(mICWC_, &QAction::triggered, this,
+            [this] { Handle([this] { state_->mICWC_Click(); }); });
+    // With no analysis application to float over, the window keeps its own task bar button
+    // either way; the switch is stored for when it has one.
+    connect(mWITB_, &QAction::triggered, this,
+            [this] { Handle([this] { state_->mWITB_Click(); }); });
+
+    QMenu* help = menuBar()->addMenu(tr("&Help"));
+    help->setObjectName(QStringLiteral("mHelp"));
+    mHelpContents_ = Named(help->addAction(tr("&User Guide")), "mHelpContents");
+    mHelpContents_->setShortcut(QKeySequence::HelpContents);
+    mReadMe_ = Named(help->addAction(tr("&Read Me")), "mReadMe");
+    help->addSeparator();
+    mAbout_ = Named(help->addAction(tr("&About Marlindex...")), "mAbout");
+    connect(mHelpContents_, &QAction::triggered, this,
+            [this] { OpenHelpFile(kUserGuideFile, tr("user guide")); });
+    connect(mReadMe_, &QAction::triggered, this,
+            [this] { OpenHelpFile(kReadMeFile, tr("read-me page")); });
+    connect(mAbout_, &QAction::triggered, this, [this] { ShowAbout(); });
+
+    // The grid's context menu is not on the menu bar; it pops up over the grid.
+    mMSFlex_ = Named(new QMenu(tr("MSFlex"), this), "mMSFlex");
+    mAND_ = Named(mMSFlex_->addAction(Q(state_->mAND.caption)), "mAND");
+    mOR_ = Named(mMSFlex_->addAction(Q(state_->mOR.caption)), "mOR");
+    mMSFlex_->addSeparator();
+    mAddLeftBracket_ =
+        Named(mMSFlex_->addAction(Q(state_->mAddLeftBracket.caption)), "mAddLeftBracket");
+    mRemoveLeftBracket_ =
+        Named(mMSFlex_->addAction(Q(state_->mRemoveLeftBracket.caption)), "mRemoveLeftBracket");
+    mAddRightBracket_ =
+        Named(mMSFlex_->addAction(Q(state_->mAddRightBracket.caption)), "mAddRightBracket");
+    mRemoveRightBracket_ =
+        Named(mMSFlex_->addAction(Q(state_->mRemoveRightBracket.caption)), "mRemoveRightBracket");
+    mAND_->setCheckable(true);
+    mOR_->setCheckable(true);
+    connect(mAND_, &QAction::triggered, this, [this] { Handle([this] { state_->mAND_Click(); }); });
+    connect(mOR_, &QAction::triggered, this, [this] { Handle([this] { state_->mOR_Click(); }); });
+    connect(mAddLeftBracket_, &QAction::triggered, this,
+            [this] { Handle([this] { state_->mAddLeftBracket_Click(); }); });
+    connect(mRemoveLeftBracket_, &QAction::triggered, this,
+            [this] { Handle([this] { state_->mRemoveLeftBracket_Click(); }); });
+    connect(mAddRightBracket_, &QAction::triggered, this,
+            [this] { Handle([this] { state_->mAddRightBracket_Click(); }); });
+    connect(mRemoveRightBracket_, &QAction::triggered, this,
+            [this] { Handle([this] { state_->mRemoveRightBracket_Click(); }); });
+}
+
+void frmMain::BuildToolbar() {
+    Toolbar1_ = Named(addToolBar(tr("Toolbar")), "Toolbar1");
+    Toolbar1_->setMovable(false);
+    Toolbar1_->setToolButtonStyle(Qt::ToolButtonTextUnderIcon);
+    const auto add = [this](QAction* command, const QString& text, QStyle::StandardPixmap icon) {
+        command->setIcon(style()->standardIcon(icon));
+        command->setIconText(text);
+        Toolbar1_->addAction(command);
+    };
+    add(mNew_, tr("New"), QStyle::SP_FileIcon);
+    add(mOpen_, tr("Open"), QStyle::SP_DialogOpenButton);
+    add(mSave_, tr("Save"), QStyle::SP_DialogSaveButton);
+    add(mCopy_, tr("Copy"), QStyle::SP_FileDialogDetailedView);
+    add(mPreferences_, tr("Preferences"), QStyle::SP_FileDialogInfoView);
+}
+
+QWidget* frmMain::BuildEditor() {
+    cboIA1_ = NewCombo("cboIA1");
+    cboED1_ = NewCombo("cboED1");
+    txtTP1_ = NewField("txtTP1", 70);
+    lblTP1_ = Named(new QLabel, "lblTP1");
+    chkModify1_ = Named(new QCheckBox(tr("Modify Value:")), "chkModify1");
+    cboModify1_ = NewCombo("cboModify1");
+    txtModify1_ = NewField("txtModify1", 90);
+    lblModify1_ = Named(new QLabel, "lblModify1");
+
+    cboCO_ = NewCombo("cboCO");
+    cboCT_ = NewCombo("cboCT");
+
+    cboIA2_ = NewCombo("cboIA2");
+    cboED2_ = NewCombo("cboED2");
+    txtTP2_ = NewField("txtTP2", 70);
+    lblTP2_ = Named(new QLabel, "lblTP2");
+    chkModify2_ = Named(new QCheckBox(tr("Modify Value:")), "chkModify2");
+    cboModify2_ = NewCombo("cboModify2");
+    cboModifyED2_ = NewCombo("cboModifyED2");
+    txtModify2_ = NewField("txtModify2", 90);
+    lblModify2_ = Named(new QLabel, "lblModify2");
+    txtVal1_ = NewField("txtVal1", 110);
+    lblVal1_ = Named(new QLabel, "lblVal1");
+
+    lblTP1_->setBuddy(txtTP1_);
+    lblTP2_->setBuddy(txtTP2_);
+    lblModify1_->setBuddy(txtModify1_);
+    lblModify2_->setBuddy(txtModify2_);
+    lblVal1_->setBuddy(txtVal1_);
+    txtTP1_->setToolTip(tr("Bars ago: 0 is the current bar"));
+    txtTP2_->setToolTip(tr("Bars ago of indicator 2"));
+    txtVal1_->setToolTip(tr("The value indicator 1 is compared with"));
+
+    auto* frame1 = Named(new QGroupBox(tr("Indicator 1")), "fraIndicator1");
+    auto* grid1 = new QGridLayout(frame1);
+    grid1->addWidget(cboIA1_, 0, 0, 1, 3);
+    grid1->addWidget(cboED1_, 1, 0, 1, 3);
+    grid1->addWidget(lblTP1_, 2, 0);
+    grid1->addWidget(txtTP1_, 2, 1);
+    grid1->addWidget(chkModify1_, 3, 0);
+    grid1->addWidget(cboModify1_, 3, 1, 1, 2);
+    grid1->addWidget(lblModify1_, 4, 0);
+    grid1->addWidget(txtModify1_, 4, 1);
+    grid1->setColumnStretch(2, 1);
+    grid1->setRowStretch(5, 1);
+
+    auto* frameCO = Named(new QGroupBox(tr("Comparison operator/type")), "fraComparison");
+    auto* gridCO = new QVBoxLayout(frameCO);
+    gridCO->addWidget(cboCO_);
+    gridCO->addWidget(cboCT_);
+    gridCO->addStretch(1);
+
+    auto* frame2 = Named(new QGroupBox(tr("Indicator 2")), "fraIndicator2");
+    auto* grid2 = new QGridLayout(frame2);
+    grid2->addWidget(cboIA2_, 0, 0, 1, 4);
+    grid2->addWidget(cboED2_, 1, 0, 1, 4);
+    grid2->addWidget(lblTP2_, 2, 0);
+    grid2->addWidget(txtTP2_, 2, 1);
+    grid2->addWidget(lblVal1_, 2, 2, Qt::AlignRight);
+    grid2->addWidget(txtVal1_, 2, 3);
+    grid2->addWidget(chkModify2_, 3, 0);
+    grid2->addWidget(cboModify2_, 3, 1, 1, 2);
+    grid2->addWidget(cboModifyED2_, 3, 3);
+    grid2->addWidget(lblModify2_, 4, 0);
+    grid2->addWidget(txtModify2_, 4, 1);
+    grid2->setColumnStretch(3, 1);
+    grid2->setRowStretch(5, 1);
+
+    auto* editor = new QWidget;
+    auto* row = new QHBoxLayout(editor);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->addWidget(frame1, 4);
+    row->addWidget(frameCO, 3);
+    row->addWidget(frame2, 5);
+    return editor;
+}
+
+QWidget* frmMain::BuildGrid() {
+    MSFlexGrid1_ = Named(new QTableWidget(0, 1), "MSFlexGrid1");
+    MSFlexGrid1_->horizontalHeader()->setVisible(false);
+    MSFlexGrid1_->horizontalHeader()->setStretchLastSection(true);
+    MSFlexGrid1_->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    MSFlexGrid1_->verticalHeader()->setDefaultSectionSize(MSFlexGrid1_->fontMetrics().height() + 8);
+    MSFlexGrid1_->setSelectionBehavior(QAbstractItemView::SelectRows);
+    MSFlexGrid1_->setSelectionMode(QAbstractItemView::SingleSelection);
+    MSFlexGrid1_->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    MSFlexGrid1_->setWordWrap(false);
+    MSFlexGrid1_->setToolTip(tr("Click a row to edit it; right-click for brackets and AND/OR"));
+    MSFlexGrid1_->viewport()->installEventFilter(this);
+    MSFlexGrid1_->installEventFilter(this);
+    connect(MSFlexGrid1_, &QTableWidget::cellClicked, this,
+            [this](int, int) { Handle([this] { state_->MSFlexGrid1_Click(); }); });
+    connect(MSFlexGrid1_, &QTableWidget::currentCellChanged, this, [this](int row, int, int, int) {
+        Handle([this, row] { state_->MSFlexGrid1_RowColChange(row); });
+    });
+
+    btnAnd_ = Named(new QPushButton(tr("&AND")), "btnAnd");
+    btnOr_ = Named(new QPushButton(tr("&OR")), "btnOr");
+    btnRemove_ = Named(new QPushButton(tr("C&lear Row")), "btnRemove");
+    btnClearAll_ = Named(new QPushButton(tr("&Clear All")), "btnClearAll");
+    btnFilter_ = Named(new QPushButton(tr("F&ilter...")), "btnFilter");
+    btnAnd_->setToolTip(tr("Start a new condition joined with AND"));
+    btnOr_->setToolTip(tr("Start a new condition joined with OR"));
+    btnRemove_->setToolTip(tr("Remove the selected condition row"));
+    btnClearAll_->setToolTip(tr("Remove every condition and start again"));
+    // The filter dialog arrives with the filter file; until then the button is off.
+    btnFilter_->setEnabled(false);
+    connect(btnAnd_, &QPushButton::clicked, this,
+            [this] { Handle([this] { state_->btnAnd_Click(); }); });
+    connect(btnOr_, &QPushButton::clicked, this,
+            [this] { Handle([this] { state_->btnOr_Click(); }); });
+    connect(btnRemove_, &QPushButton::clicked, this,
+            [this] { Handle([this] { state_->btnRemove_Click(); }); });
+    connect(btnClearAll_, &QPushButton::clicked, this,
+            [this] { Handle([this] { state_->btnClearAll_Click(); }); });
+
+    auto* buttons = new QVBoxLayout;
+    for (QPushButton* button : {btnAnd_, btnOr_, btnRemove_, btnClearAll_}) {
+        buttons->addWidget(button);
+    }
+    buttons->addStretch(1);
+    buttons->addWidget(btnFilter_);
+
+    auto* frame = Named(new QGroupBox(tr("Conditions")), "fraConditions");
+    auto* layout = new QHBoxLayout(frame);
+    layout->addWidget(MSFlexGrid1_, 1);
+    layout->addLayout(buttons);
+    return frame;
+}
+
+QWidget* frmMain::BuildRunOptions() {
+    const auto group = [](const QString& caption, const char* name,
+                          std::initializer_list<QWidget*> widgets) {
+        auto* box = Named(new QGroupBox(caption), name);
+        auto* layout = new QVBoxLayout(box);
+        for (QWidget* widget : widgets) {
+            layout->addWidget(widget);
+        }
+        return box;
+    };
+    optExplore_ = Named(new QRadioButton(tr("&Exploration")), "optExplore");
+    optScanBuy_ = Named(new QRadioButton(tr("&Buy scan")), "optScanBuy");
+    optScanSell_ = Named(new QRadioButton(tr("&Sell scan")), "optScanSell");
+    optAllTickers_ = Named(new QRadioButton(tr("All &tickers")), "optAllTickers");
+    OptCurrentTicker_ = Named(new QRadioButton(tr("Current tic&ker")), "OptCurrentTicker");
+    OptUseFilter_ = Named(new QRadioButton(tr("&Use filter")), "OptUseFilter");
+    optAllBars_ = Named(new QRadioButton(tr("All ba&rs")), "optAllBars");
+    OptLastBars_ = Named(new QRadioButton(tr("Last &n bars")), "OptLastBars");
+    OptLastDays_ = Named(new QRadioButton(tr("Last n &days")), "OptLastDays");
+    txtRange_ = NewField("txtRange", 80);
+    txtRange_->setToolTip(tr("n: how many bars or days"));
+    btnRun_ =
+        Named(new QPushButton(style()->standardIcon(QStyle::SP_MediaPlay), tr("Run")), "btnRun");
+    btnRun_->setShortcut(QKeySequence(Qt::Key_F5));
+    btnRun_->setToolTip(tr("Save the formula and run it (F5)"));
+
+    auto* range = group(tr("Range"), "fraRange", {optAllBars_, OptLastBars_, OptLastDays_});
+    auto* rangeNumber = new QHBoxLayout;
+    auto* rangeLabel = new QLabel(tr("n ="));
+    rangeLabel->setBuddy(txtRange_);
+    rangeNumber->addWidget(rangeLabel);
+    rangeNumber->addWidget(txtRange_);
+    rangeNumber->addStretch(1);
+    static_cast<QVBoxLayout*>(range->layout())->addLayout(rangeNumber);
+
+    auto* options = new QWidget;
+    auto* layout = new QVBoxLayout(options);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(
+        group(tr("Analysis"), "fraAnalysis", {optExplore_, optScanBuy_, optScanSell_}));
+    layout->addWidget(
+        group(tr("Apply to"), "fraApplyTo", {optAllTickers_, OptCurrentTicker_, OptUseFilter_}));
+    layout->addWidget(range);
+    layout->addStretch(1);
+    layout->addWidget(btnRun_);
+
+    const auto on = [this](QRadioButton* button, void (MainWindowState::*click)()) {
+        connect(button, &QRadioButton::clicked, this,
+                [this, click] { Handle([this, click] { (state_->*click)(); }); });
+    };
+    on(optExplore_, &MainWindowState::optExplore_Click);
+    on(optScanBuy_, &MainWindowState::optScanBuy_Click);
+    on(optScanSell_, &MainWindowState::optScanSell_Click);
+    on(optAllTickers_, &MainWindowState::optAllTickers_Click);
+    on(OptCurrentTicker_, &MainWindowState::OptCurrentTicker_Click);
+    on(OptUseFilter_, &MainWindowState::OptUseFilter_Click);
+    on(optAllBars_, &MainWindowState::optAllBars_Click);
+    on(OptLastBars_, &MainWindowState::OptLastBars_Click);
+    on(OptLastDays_, &MainWindowState::OptLastDays_Click);
+    connect(txtRange_, &QLineEdit::textEdited, this, [this](const QString& text) {
+        Handle([this, text] { state_->txtRange_Change(S(text)); });
+    });
+    txtRange_->installEventFilter(this);
+    connect(btnRun_, &QPushButton::clicked, this, [this] { Run(); });
+    return options;
+}
+
+void frmMain::ConnectEditor() {
+    const std::pair<QComboBox*, ComboId> combos[] = {{cboIA1_, ComboId::cboIA1},
+                                                     {cboED1_, ComboId::cboED1},
+                                                     {cboModify1_, ComboId::cboModify1},
+                                                     {cboCO_, ComboId::cboCO},
+                                                     {cboCT_, ComboId::cboCT},
+                                                     {cboIA2_, ComboId::cboIA2},
+                                                     {cboED2_, ComboId::cboED2},
+                                                     {cboModify2_, ComboId::cboModify2},
+                                                     {cboModifyED2_, ComboId::cboModifyED2}};
+    for (const auto& [widget, id] : combos) {
+        widget->installEventFilter(this);
+        // activated: the user's choice (mouse or keyboard), never the program's own changes.
+        connect(widget, &QComboBox::activated, this, [this, id = id](int index) {
+            Handle([this, id, index] { state_->Choose(id, index); });
+        });
+    }
+
+    const std::pair<QLineEdit*, void (MainWindowState::*)(std::string)> fields[] = {
+        {txtTP1_, &MainWindowState::txtTP1_Change},
+        {txtTP2_, &MainWindowState::txtTP2_Change},
+        {txtModify1_, &MainWindowState::txtModify1_Change},
+        {txtModify2_, &MainWindowState::txtModify2_Change},
+        {txtVal1_, &MainWindowState::txtVal1_Change}};
+    for (const auto& [widget, change] : fields) {
+        widget->installEventFilter(this);
+        connect(widget, &QLineEdit::textEdited, this, [this, change = change](const QString& text) {
+            Handle([this, change, text] { (state_->*change)(S(text)); });
+        });
+    }
+
+    for (QCheckBox* box : {chkModify1_, chkModify2_}) {
+        box->installEventFilter(this);
+    }
+    connect(chkModify1_, &QCheckBox::clicked, this, [this](bool checked) {
+        Handle([this, checked] { state_->chkModify1_Click(checked); });
+    });
+    connect(chkModify2_, &QCheckBox::clicked, this, [this](bool checked) {
+        Handle([this, checked] { state_->chkModify2_Click(checked); });
+    });
+}
+
+void frmMain::SetTabOrder() {
+    const QWidget* order[] = {cboIA1_,      cboED1_,      txtTP1_,      chkModify1_, cboModify1_,
+                              txtModify1_,  cboCO_,       cboCT_,       cboIA2_,     cboED2_,
+                              txtTP2_,      txtVal1_,     chkModify2_,  cboModify2_, cboModifyED2_,
+                              txtModify2_,  MSFlexGrid1_, btnAnd_,      btnOr_,      btnRemove_,
+                              btnClearAll_, btnFilter_,   txtForumlae_, optExplore_, optAllTickers_,
+                              optAllBars_,  txtRange_,    btnRun_};
+    for (std::size_t i = 0; i + 1 < std::size(order); ++i) {
+        setTabOrder(const_cast<QWidget*>(order[i]), const_cast<QWidget*>(order[i + 1]));
+    }
+}
+
+// ---- events ----
+
+bool frmMain::eventFilter(QObject* watched, QEvent* event) {
+    const QString name = watched->objectName();
+    switch (event->type()) {
+    case QEvent::FocusIn:
+        // The control the user works in is the one whose changes regenerate the formula.
+        if (watched != MSFlexGrid1_ && watched != txtRange_ &&
+            watched != MSFlexGrid1_->viewport()) {
+            state_->SetCurrentControl(S(name));
+        }
+        break;
+    case QEvent::FocusOut: {
+        void (MainWindowState::*lost)() = nullptr;
+        if (watched == txtTP1_) {
+            lost = &MainWindowState::txtTP1_LostFocus;
+        } else if (watched == txtTP2_) {
+            lost = &MainWindowState::txtTP2_LostFocus;
+        } else if (watched == txtModify1_) {
+            lost = &MainWindowState::txtModify1_LostFocus;
+        } else if (watched == txtModify2_) {
+            lost = &MainWindowState::txtModify2_LostFocus;
+        } else if (watched == txtVal1_) {
+            lost = &MainWindowState::txtVal1_LostFocus;
+        } else if (watched == txtRange_) {
+            lost = &MainWindowState::txtRange_LostFocus;
+        }
+        if (lost != nullptr) {
+            Handle([this, lost] { (state_->*lost)(); });
+        }
+        break;
+    }
+    case QEvent::KeyPress: {
+        auto* key = static_cast<QKeyEvent*>(event);
+        if (watched == txtTP1_ || watched == txtTP2_) {
+            // Bars take digits and "/"; editing and moving keys pass, any other character is
+            // dropped.
+            const QString text = key->text();
+            if (text.size() == 1 && text[0].isPrint()) {
+                const int code = text[0].unicode();
+                if (MainWindowState::txtTP1_KeyPress(code) == 0) {
+                    return true;
+                }
+            }
+        } else if (watched == MSFlexGrid1_) {
+            if (key->key() == Qt::Key_Space || key->key() == Qt::Key_Return ||
+                key->key() == Qt::Key_Enter) {
+                Handle([this] { state_->MSFlexGrid1_Click(); });
+                return true;
+            }
+            if (key->key() == Qt::Key_Menu ||
+                (key->key() == Qt::Key_F10 && (key->modifiers() & Qt::ShiftModifier))) {
+                const int row = std::max(MSFlexGrid1_->currentRow(), 0);
+                bool popup = false;
+                Handle([this, row, &popup] {
+                    popup = state_->MSFlexGrid1_MouseDown(2, row);
+                    state_->MSFlexGrid1_Click(); // the click that follows a mouse-down
+                });
+                if (popup) {
+                    const QRect cell =
+                        MSFlexGrid1_->visualRect(MSFlexGrid1_->model()->index(row, 0));
+                    ShowContextMenu(MSFlexGrid1_->viewport()->mapToGlobal(cell.bottomLeft()));
+                }
+                return true;
+            }
+        }
+        break;
+    }
+    case QEvent::MouseButtonPress:
+        if (watched == MSFlexGrid1_->viewport()) {
+            auto* mouse = static_cast<QMouseEvent*>(event);
+            const int button = mouse->button() == Qt::LeftButton    ? 1
+                               : mouse->button() == Qt::RightButton ? 2
+                                                                    : 0;
+            const int row = MSFlexGrid1_->rowAt(static_cast<int>(mouse->position().y()));
+            if (button == 0 || row < 0) {
+                break;
+            }
+            bool popup = false;
+            Handle([this, button, row, &popup] {
+                popup = state_->MSFlexGrid1_MouseDown(button, row);
+            });
+            if (button == 2) {
+                // No click follows a right button; the mouse-down has done the selecting.
+                Handle([this] { state_->MSFlexGrid1_Click(); });
+                MSFlexGrid1_->setFocus(Qt::MouseFocusReason);
+                if (popup) {
+                    ShowContextMenu(mouse->globalPosition().toPoint());
+                }
+                return true;
+            }
+        }
+        break;
+    default:
+        break;
+    }
+    return QMainWindow::eventFilter(watched, event);
+}
+
+void frmMain::closeEvent(QCloseEvent* event) {
+    state_->SaveRunSettings();
+    QMainWindow::closeEvent(event);
+}
+
+void frmMain::Handle(const std::function<void()>& stateEvent) {
+    try {
+        stateEvent();
+    } catch (const std::exception& error) {
+        statusBar()->showMessage(tr("Could not complete that: %1").arg(Q(error.what())));
+    }
+    Mirror();
+}
+
+void frmMain::ShowContextMenu(const QPoint& globalPosition) {
+    mMSFlex_->exec(globalPosition);
+}
+
+void frmMain::Run() {
+    // Leaving the range box normalises it first, as moving the focus to the button would.
+    if (txtRange_->hasFocus()) {
+        state_->txtRange_LostFocus();
+    }
+    RunServices services;
+    services.broker = services_.broker;
+    services.programFolder = services_.programFolder;
+    const QDate today = QDate::currentDate();
+    services.today = FormatCreateDate(today.year(), static_cast<unsigned>(today.month()),
+                                      static_cast<unsigned>(today.day()));
+    services.letEventsRun = [] { QCoreApplication::processEvents(); };
+    services.minimiseWindow = [this] { showMinimized(); };
+    lastRun_ = state_->btnRun_Click(services);
+    if (!lastRun_.error.empty()) {
+        statusBar()->showMessage(tr("The run stopped: %1").arg(Q(lastRun_.error)));
+    } else if (lastRun_.started) {
+        statusBar()->showMessage(tr("Ran %1").arg(Q(lastRun_.runFile)));
+    } else if (state_->txtForumlae.text.empty()) {
+        statusBar()->showMessage(tr("There is no formula to run yet."));
+    }
+    Mirror();
+}
+
+void frmMain::CopyFormula() {
+    const QDate today = QDate::currentDate();
+    const std::string date = FormatCreateDate(today.year(), static_cast<unsigned>(today.month()),
+                                              static_cast<unsigned>(today.day()));
+    const std::string text = CommentedFormula(date, state_->RowTexts(), state_->txtForumlae.text);
+    QGuiApplication::clipboard()->setText(Q(text));
+    statusBar()->showMessage(tr("The formula is on the clipboard."));
+}
+
+void frmMain::OpenHelpFile(const char* fileName, const QString& what) {
+    std::vector<std::filesystem::path> folders(services_.helpFolders.begin(),
+                                               services_.helpFolders.end());
+    const auto file = FindHelpFile(folders, fileName);
+    if (!file || !QDesktopServices::openUrl(QUrl::fromLocalFile(Q(file->string())))) {
+        std::string looked;
+        for (const std::string& folder : services_.helpFolders) {
+            looked += "\n" + folder;
+        }
+        if (services_.prompts != nullptr) {
+            services_.prompts->Inform("Marlindex",
+                                      "The " + S(what) + " (" + fileName +
+                                          ") could not be opened. Looked in:" + looked);
+        }
+    }
+}
+
+void frmMain::ShowAbout() {
+    frmAbout about(services_.prompts, this);
+    about.exec();
+}
+
+// ---- state to widgets ----
+
+void frmMain::Mirror() {
+    const MainWindowState& state = *state_;
+    setWindowTitle(Q(state.Caption()));
+
+    const std::pair<QComboBox*, const ComboBox*> combos[] = {{cboIA1_, &state.cboIA1},
+                                                             {cboED1_, &state.cboED1},
+                                                             {cboModify1_, &state.cboModify1},
+                                                             {cboCO_, &state.cboCO},
+                                                             {cboCT_, &state.cboCT},
+                                                             {cboIA2_, &state.cboIA2},
+                                                             {cboED2_, &state.cboED2},
+                                                             {cboModify2_, &state.cboModify2},
+                                                             {cboModifyED2_, &state.cboModifyED2}};
+    for (const auto& [widget, combo] : combos) {
+        const QSignalBlocker quiet(widget);
+        MirrorCombo(widget, *combo);
+    }
+    MirrorField(txtTP1_, state.txtTP1);
+    MirrorField(txtTP2_, state.txtTP2);
+    MirrorField(txtModify1_, state.txtModify1);
+    MirrorField(txtModify2_, state.txtModify2);
+    MirrorField(txtVal1_, state.txtVal1);
+    MirrorField(txtRange_, state.txtRange);
+    const std::pair<QLabel*, const Label*> labels[] = {{lblTP1_, &state.lblTP1},
+                                                       {lblTP2_, &state.lblTP2},
+                                                       {lblModify1_, &state.lblModify1},
+                                                       {lblModify2_, &state.lblModify2},
+                                                       {lblVal1_, &state.lblVal1}};
+    for (const auto& [widget, label] : labels) {
+        widget->setText(Q(label->caption));
+        widget->setEnabled(label->enabled);
+    }
+    lblVal1_->setVisible(state.txtVal1.visible);
+    chkModify1_->setChecked(state.chkModify1.checked);
+    chkModify1_->setEnabled(state.chkModify1.enabled);
+    chkModify2_->setChecked(state.chkModify2.checked);
+    chkModify2_->setEnabled(state.chkModify2.enabled);
+
+    {
+        const QSignalBlocker quiet(MSFlexGrid1_);
+        const int rows = state.MSFlexGrid1.Rows();
+        if (MSFlexGrid1_->rowCount() != rows) {
+            MSFlexGrid1_->setRowCount(rows);
+        }
+        for (int row = 0; row < rows; ++row) {
+            const QString text = Q(state.MSFlexGrid1.Text(row));
+            QTableWidgetItem* item = MSFlexGrid1_->item(row, 0);
+            if (item == nullptr) {
+                MSFlexGrid1_->setItem(row, 0, new QTableWidgetItem(text));
+            } else if (item->text() != text) {
+                item->setText(text);
+            }
+        }
+        if (rows > 0 && MSFlexGrid1_->currentRow() != state.MSFlexGrid1.row) {
+            MSFlexGrid1_->setCurrentCell(state.MSFlexGrid1.row, 0);
+        }
+    }
+    btnRemove_->setEnabled(!state.MSFlexGrid1.Text(state.MSFlexGrid1.row).empty());
+    if (state.GridCount() == 0) {
+        rowStatus_->setText(tr("Choose an indicator to start a condition"));
+    } else if (state.GridMode() == "EDIT") {
+        rowStatus_->setText(tr("Editing row %1").arg(state.SelectedRow() + 1));
+    } else {
+        rowStatus_->setText(tr("Adding to row %1").arg(state.GridCount()));
+    }
+    btnAnd_->setEnabled(state.GridCount() > 0);
+    btnOr_->setEnabled(state.GridCount() > 0);
+
+    MirrorAction(mAND_, state.mAND);
+    MirrorAction(mOR_, state.mOR);
+    MirrorAction(mAddLeftBracket_, state.mAddLeftBracket);
+    MirrorAction(mRemoveLeftBracket_, state.mRemoveLeftBracket);
+    MirrorAction(mAddRightBracket_, state.mAddRightBracket);
+    MirrorAction(mRemoveRightBracket_, state.mRemoveRightBracket);
+    MirrorAction(mMOS_, state.mMOS);
+    MirrorAction(mICWC_, state.mICWC);
+    MirrorAction(mWITB_, state.mWITB);
+
+    const std::pair<QRadioButton*, const OptionButton*> options[] = {
+        {optExplore_, &state.optExplore},
+        {optScanBuy_, &state.optScanBuy},
+        {optScanSell_, &state.optScanSell},
+        {optAllTickers_, &state.optAllTickers},
+        {OptCurrentTicker_, &state.OptCurrentTicker},
+        {OptUseFilter_, &state.OptUseFilter},
+        {optAllBars_, &state.optAllBars},
+        {OptLastBars_, &state.OptLastBars},
+        {OptLastDays_, &state.OptLastDays}};
+    for (const auto& [widget, option] : options) {
+        if (widget->isChecked() != option->value) {
+            widget->setChecked(option->value);
+        }
+        widget->setEnabled(option->enabled);
+    }
+    btnRun_->setEnabled(!state.txtForumlae.text.empty());
+    mCopy_->setEnabled(!state.txtForumlae.text.empty());
+
+    MirrorFormula();
+}
+
+void frmMain::MirrorFormula() {
+    const FormulaBox& box = state_->txtForumlae;
+    if (box.text == shownFormula_ && box.runs == shownRuns_) {
+        return;
+    }
+    shownFormula_ = box.text;
+    shownRuns_ = box.runs;
+
+    // The text is written run by run through a cursor of its own, so the user's selection
+    // and scroll position are not used for the colouring and nothing flickers.
+    const BoxText shown = ToBoxText(box.text, box.runs);
+    const int scroll = txtForumlae_->verticalScrollBar()->value();
+    txtForumlae_->setUpdatesEnabled(false);
+    txtForumlae_->clear();
+    QTextCursor cursor(txtForumlae_->document());
+    QTextCharFormat plain;
+    plain.setForeground(ToColor(kDefaultFormat.rgb));
+    std::size_t written = 0;
+    const auto length = static_cast<std::size_t>(shown.text.size());
+    for (const FormatRun& run : shown.runs) {
+        if (run.start > written) {
+            cursor.insertText(shown.text.mid(static_cast<qsizetype>(written),
+                                             static_cast<qsizetype>(run.start - written)),
+                              plain);
+        }
+        QTextCharFormat format;
+        format.setForeground(ToColor(run.format.rgb));
+        format.setFontWeight(run.format.bold ? QFont::Bold : QFont::Normal);
+        cursor.insertText(
+            shown.text.mid(static_cast<qsizetype>(run.start), static_cast<qsizetype>(run.length)),
+            format);
+        written = run.start + run.length;
+    }
+    if (written < length) {
+        cursor.insertText(shown.text.mid(static_cast<qsizetype>(written)), plain);
+    }
+    txtForumlae_->verticalScrollBar()->setValue(scroll);
+    txtForumlae_->setUpdatesEnabled(true);
+}
+
+} // namespace marlindex

@@ -1,0 +1,114 @@
+// The main window. All behaviour lives in MainWindowState; this form builds the widgets
+// (named as the state's controls), forwards each user event to the state with the focus
+// bookkeeping the state expects, and copies the state back onto the widgets afterwards.
+#pragma once
+
+#include "mainwindow/MainWindowState.h"
+#include "startup/UserPrompts.h"
+
+#include <QMainWindow>
+#include <QString>
+#include <functional>
+#include <string>
+#include <vector>
+
+class QAction;
+class QCheckBox;
+class QComboBox;
+class QLabel;
+class QLineEdit;
+class QMenu;
+class QPushButton;
+class QRadioButton;
+class QTableWidget;
+class QTextEdit;
+class QToolBar;
+
+namespace marlindex {
+
+class frmMain : public QMainWindow {
+    Q_OBJECT
+
+public:
+    struct Services {
+        Broker* broker = nullptr; // the analysis application; Run does nothing without one
+        UserPrompts* prompts = nullptr;
+        std::string programFolder;            // where the run file's folder is found
+        std::vector<std::string> helpFolders; // where the user guide and read-me are looked for
+    };
+
+    frmMain(MainWindowState& state, Services services, QWidget* parent = nullptr);
+
+    MainWindowState& State() { return *state_; }
+    // The outcome of the last Run, as the status line shows it.
+    const RunOutcome& LastRun() const { return lastRun_; }
+
+    // The formula box's text for the given model text: the box breaks lines with LF only, so
+    // CR LF become LF and the colour runs shift with them. Exposed for tests.
+    struct BoxText {
+        QString text;
+        std::vector<FormatRun> runs; // in UTF-16 units of `text`
+    };
+    static BoxText ToBoxText(const std::string& utf8, const std::vector<FormatRun>& runs);
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+    void closeEvent(QCloseEvent* event) override;
+
+private:
+    void BuildMenus();
+    void BuildToolbar();
+    QWidget* BuildEditor();
+    QWidget* BuildGrid();
+    QWidget* BuildRunOptions();
+    void ConnectEditor();
+    void SetTabOrder();
+
+    // Runs a state event, then shows the state. An unexpected failure leaves the window as it
+    // was and says so on the status line rather than ending the program.
+    void Handle(const std::function<void()>& stateEvent);
+    void Mirror();
+    void MirrorFormula();
+    void ShowContextMenu(const QPoint& globalPosition);
+    void Run();
+    void CopyFormula();
+    void OpenHelpFile(const char* fileName, const QString& what);
+    void ShowAbout();
+
+    MainWindowState* state_;
+    Services services_;
+    RunOutcome lastRun_;
+
+    // Editor
+    QComboBox *cboIA1_, *cboED1_, *cboModify1_, *cboCO_, *cboCT_, *cboIA2_, *cboED2_, *cboModify2_,
+        *cboModifyED2_;
+    QLineEdit *txtTP1_, *txtModify1_, *txtTP2_, *txtModify2_, *txtVal1_;
+    QLabel *lblTP1_, *lblModify1_, *lblTP2_, *lblModify2_, *lblVal1_;
+    QCheckBox *chkModify1_, *chkModify2_;
+
+    // Grid, its buttons, the formula box
+    QTableWidget* MSFlexGrid1_;
+    QPushButton *btnAnd_, *btnOr_, *btnRemove_, *btnClearAll_, *btnFilter_;
+    QMenu* mMSFlex_;
+    QAction *mAND_, *mOR_, *mAddLeftBracket_, *mRemoveLeftBracket_, *mAddRightBracket_,
+        *mRemoveRightBracket_;
+    QTextEdit* txtForumlae_;
+    std::string shownFormula_;
+    std::vector<FormatRun> shownRuns_;
+
+    // Run options
+    QRadioButton *optExplore_, *optScanBuy_, *optScanSell_;
+    QRadioButton *optAllTickers_, *OptCurrentTicker_, *OptUseFilter_;
+    QRadioButton *optAllBars_, *OptLastBars_, *OptLastDays_;
+    QLineEdit* txtRange_;
+    QPushButton* btnRun_;
+
+    // Menus and toolbar
+    QAction *mNew_, *mOpen_, *mSave_, *mSaveAs_, *mCopy_, *mPreferences_, *mExit_;
+    QAction *mMOS_, *mICWC_, *mWITB_;
+    QAction *mHelpContents_, *mReadMe_, *mAbout_;
+    QToolBar* Toolbar1_;
+    QLabel* rowStatus_;
+};
+
+} // namespace marlindex

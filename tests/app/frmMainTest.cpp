@@ -1,0 +1,261 @@
+// The main window's wiring: real widgets, driven by keyboard and mouse, must reach the state
+// and show what it holds.
+#include "mainwindow/frmMain.h"
+
+#include "settings/MemoryHive.h"
+#include "settings/ProgramSettings.h"
+#include "support/RecordingBroker.h"
+#include "support/Screenshot.h"
+#include "support/ScriptedPrompts.h"
+#include "support/TempFolder.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QLineEdit>
+#include <QMenu>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QTableWidget>
+#include <QTest>
+#include <QTextBlock>
+#include <QTextEdit>
+#include <QTimer>
+#include <memory>
+
+using namespace marlindex;
+
+namespace {
+
+const QString kColumns =
+    QStringLiteral("\nAddColumn( Close, \"Close  \" );\nAddColumn( Open, \"Open  \" );\n"
+                   "AddColumn( High, \"High  \" );\nAddColumn( Low, \"Low  \" );\n"
+                   "AddColumn( Volume, \"Volume      \" );");
+
+// The format of the box's character at `position`.
+QTextCharFormat FormatAt(QTextEdit* box, int position) {
+    QTextCursor cursor(box->document());
+    cursor.setPosition(position + 1);
+    return cursor.charFormat();
+}
+
+} // namespace
+
+class frmMainTest : public QObject {
+    Q_OBJECT
+
+private:
+    std::unique_ptr<test::TempFolder> folder_;
+    std::unique_ptr<MemoryHive> hive_;
+    std::unique_ptr<CProgramSettings> settings_;
+    std::unique_ptr<MainWindowState> state_;
+    std::unique_ptr<test::RecordingBroker> broker_;
+    std::unique_ptr<test::ScriptedPrompts> prompts_;
+    std::unique_ptr<frmMain> window_;
+
+    template <typename T> T* Widget(const char* name) {
+        T* widget = window_->findChild<T*>(QString::fromLatin1(name));
+        if (widget == nullptr) {
+            qFatal("no widget named %s", name);
+        }
+        return widget;
+    }
+
+    // Chooses an entry as a keyboard user does: focus the list, then arrow down to it.
+    void Choose(const char* name, const QString& text) {
+        auto* combo = Widget<QComboBox>(name);
+        const int index = combo->findText(text);
+        QVERIFY2(index >= 0, qPrintable(text));
+        combo->setFocus(Qt::TabFocusReason);
+        QTest::keyClick(combo, Qt::Key_Home);
+        for (int i = 0; i < index; ++i) {
+            QTest::keyClick(combo, Qt::Key_Down);
+        }
+        QCOMPARE(combo->currentText(), text);
+    }
+
+    void Type(const char* name, const QString& text) {
+        auto* field = Widget<QLineEdit>(name);
+        field->setFocus(Qt::TabFocusReason);
+        field->selectAll();
+        QTest::keyClicks(field, text);
+    }
+
+    void BuildWorkedExample() {
+        Choose("cboIA1", "RSI");
+        Choose("cboCO", "is less than");
+        Choose("cboCT", "Value");
+        Type("txtVal1", "30");
+        // The AND button answers to Alt+A; a keyboard user presses it with Space.
+        auto* andButton = Widget<QPushButton>("btnAnd");
+        QCOMPARE(andButton->shortcut(), QKeySequence(QStringLiteral("Alt+A")));
+        andButton->setFocus(Qt::TabFocusReason);
+        QTest::keyClick(andButton, Qt::Key_Space);
+        Choose("cboIA1", "MA (Short)");
+        Choose("cboCO", "crosses above");
+        Choose("cboIA2", "MA (Long)");
+        Type("txtTP1", "3");
+    }
+
+private slots:
+    void init() {
+        folder_ = std::make_unique<test::TempFolder>();
+        hive_ = std::make_unique<MemoryHive>();
+        settings_ = std::make_unique<CProgramSettings>(CProgramSettings::ForMarlindex(*hive_));
+        state_ = std::make_unique<MainWindowState>(*settings_);
+        state_->LoadRunSettings();
+        broker_ = std::make_unique<test::RecordingBroker>();
+        prompts_ = std::make_unique<test::ScriptedPrompts>();
+        frmMain::Services services;
+        services.broker = broker_.get();
+        services.prompts = prompts_.get();
+        services.programFolder = (folder_->path() / "AmiBroker" / "Marlindex").string();
+        window_ = std::make_unique<frmMain>(*state_, services);
+        window_->show();
+        QVERIFY(QTest::qWaitForWindowExposed(window_.get()));
+        // Under Xvfb (the screenshots) no window manager activates windows: make it the
+        // active window for Qt's focus handling directly.
+        QApplication::setActiveWindow(window_.get());
+    }
+
+    void cleanup() {
+        window_.reset();
+        state_.reset();
+    }
+
+    void workedExampleByKeyboardShowsTheColouredFormula() {
+        BuildWorkedExample();
+
+        auto* grid = Widget<QTableWidget>("MSFlexGrid1");
+        QCOMPARE(grid->item(0, 0)->text(), QString::fromStdString(state_->MSFlexGrid1.Text(0)));
+        QVERIFY(grid->item(1, 0)->text().startsWith(QStringLiteral("AND MA (Short)")));
+
+        auto* box = Widget<QTextEdit>("txtForumlae");
+        QCOMPARE(box->toPlainText(),
+                 QStringLiteral("Filter = RSIa( Close, 14 ) < 30\nAND BarsSince( Cross( MA( "
+                                "Close, 5 ), MA( Close, 50 ) ) ) <= 3;") +
+                     kColumns);
+        // The box shows exactly the core's text, colours included.
+        QCOMPARE(box->toPlainText().replace(QStringLiteral("\n"), QStringLiteral("\r\n")),
+                 QString::fromStdString(state_->txtForumlae.text));
+        const QString text = box->toPlainText();
+        QCOMPARE(
+            FormatAt(box, static_cast<int>(text.indexOf(QStringLiteral("Filter")))).fontWeight(),
+            int(QFont::Bold));
+        QCOMPARE(FormatAt(box, static_cast<int>(text.indexOf(QStringLiteral("RSIa"))))
+                     .foreground()
+                     .color(),
+                 QColor(0, 0, 255));
+        QCOMPARE(FormatAt(box, static_cast<int>(text.indexOf(QStringLiteral("30"))))
+                     .foreground()
+                     .color(),
+                 QColor(255, 0, 255));
+
+        test::SaveScreenshot(*window_, QStringLiteral("main-window"));
+    }
+
+    void barFieldsTakeOnlyDigitsAndSlash() {
+        Choose("cboIA1", "RSI");
+        Type("txtTP1", "a2/b");
+        QCOMPARE(Widget<QLineEdit>("txtTP1")->text(), QStringLiteral("2/"));
+        // Leaving the field shows the number it was read as.
+        Widget<QComboBox>("cboCO")->setFocus(Qt::TabFocusReason);
+        QCOMPARE(Widget<QLineEdit>("txtTP1")->text(), QStringLiteral("2"));
+    }
+
+    void selectingARowLoadsTheEditorWithoutRewritingTheFormula() {
+        BuildWorkedExample();
+        const QString before = Widget<QTextEdit>("txtForumlae")->toPlainText();
+        auto* grid = Widget<QTableWidget>("MSFlexGrid1");
+        const QRect first = grid->visualRect(grid->model()->index(0, 0));
+        QTest::mouseClick(grid->viewport(), Qt::LeftButton, {}, first.center());
+        QCOMPARE(Widget<QComboBox>("cboIA1")->currentText(), QStringLiteral("RSI"));
+        QCOMPARE(Widget<QLineEdit>("txtVal1")->text(), QStringLiteral("30"));
+        QCOMPARE(QString::fromStdString(state_->GridMode()), QStringLiteral("EDIT"));
+        QCOMPARE(Widget<QTextEdit>("txtForumlae")->toPlainText(), before);
+
+        // Now editing the loaded row rewrites row 0 only.
+        Type("txtVal1", "25");
+        QVERIFY(Widget<QTextEdit>("txtForumlae")
+                    ->toPlainText()
+                    .startsWith(QStringLiteral("Filter = RSIa( Close, 14 ) < 25\nAND BarsSince")));
+    }
+
+    void rightClickOffersBracketsAndAddsThem() {
+        BuildWorkedExample();
+        auto* grid = Widget<QTableWidget>("MSFlexGrid1");
+        bool andEnabled = true;
+        bool removeLeftEnabled = true;
+        // The menu runs its own loop: inspect and choose "+ (" from inside it.
+        QTimer::singleShot(0, this, [&] {
+            auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+            QVERIFY(menu != nullptr);
+            QCOMPARE(menu->objectName(), QStringLiteral("mMSFlex"));
+            for (QAction* action : menu->actions()) {
+                if (action->objectName() == QStringLiteral("mAND")) {
+                    andEnabled = action->isEnabled();
+                } else if (action->objectName() == QStringLiteral("mRemoveLeftBracket")) {
+                    removeLeftEnabled = action->isEnabled();
+                } else if (action->objectName() == QStringLiteral("mAddLeftBracket")) {
+                    action->trigger();
+                }
+            }
+            menu->close();
+        });
+        const QRect first = grid->visualRect(grid->model()->index(0, 0));
+        QTest::mouseClick(grid->viewport(), Qt::RightButton, {}, first.center());
+        QVERIFY(!andEnabled);        // the first row has no joiner to change
+        QVERIFY(!removeLeftEnabled); // nothing to remove yet
+        QVERIFY(grid->item(0, 0)->text().startsWith(QStringLiteral("(")));
+        QVERIFY(Widget<QTextEdit>("txtForumlae")
+                    ->toPlainText()
+                    .startsWith(QStringLiteral("Filter = (RSIa( Close, 14 ) < 30\nAND")));
+    }
+
+    void clearAllEmptiesGridAndFormula() {
+        BuildWorkedExample();
+        QTest::mouseClick(Widget<QPushButton>("btnClearAll"), Qt::LeftButton);
+        auto* grid = Widget<QTableWidget>("MSFlexGrid1");
+        QCOMPARE(grid->rowCount(), 15);
+        QCOMPARE(grid->item(0, 0)->text(), QString());
+        QCOMPARE(Widget<QTextEdit>("txtForumlae")->toPlainText(), QString());
+        QVERIFY(!Widget<QPushButton>("btnRun")->isEnabled());
+    }
+
+    void runWritesTheFileAndDrivesTheAnalysis() {
+        BuildWorkedExample();
+        QTest::mouseClick(Widget<QRadioButton>("optScanBuy"), Qt::LeftButton);
+        QTest::mouseClick(Widget<QRadioButton>("optAllBars"), Qt::LeftButton);
+        // No minimising in a test run.
+        state_->mMOS.checked = false;
+        QTest::mouseClick(Widget<QPushButton>("btnRun"), Qt::LeftButton);
+
+        const auto file = folder_->path() / "AmiBroker" / "Formulas" / "Unnamed.afl";
+        QCOMPARE(QString::fromStdString(window_->LastRun().runFile),
+                 QString::fromStdString(file.string()));
+        const std::string written = test::ReadBytes(file);
+        QVERIFY(written.rfind("/* Create date: ", 0) == 0);
+        QVERIFY(written.find("*/\r\n\r\nBuy = RSIa( Close, 14 ) < 30\r\nAND BarsSince") !=
+                std::string::npos);
+        const std::vector<std::string> expected{
+            "Version",     "Analysis", "LoadFormula " + file.string(), "ClearFilters", "ApplyTo 0",
+            "RangeMode 0", "Scan"};
+        QCOMPARE(broker_->analysis.calls, expected);
+    }
+
+    void closingStoresTheRunOptions() {
+        QTest::mouseClick(Widget<QRadioButton>("optScanSell"), Qt::LeftButton);
+        QTest::mouseClick(Widget<QRadioButton>("OptLastDays"), Qt::LeftButton);
+        Type("txtRange", "-5");
+        Widget<QRadioButton>("optAllTickers")->setFocus(Qt::TabFocusReason);
+        QCOMPARE(Widget<QLineEdit>("txtRange")->text(), QStringLiteral("5"));
+        window_->close();
+        settings_->SetSection("Settings\\");
+        QCOMPARE(settings_->ReadEntry("AnalysisType", ""), std::string("2"));
+        QCOMPARE(settings_->ReadEntry("Range", ""), std::string("2"));
+        QCOMPARE(settings_->ReadEntry("RangeNumber", ""), std::string("5"));
+    }
+};
+
+QTEST_MAIN(frmMainTest)
+#include "frmMainTest.moc"
