@@ -3,6 +3,8 @@
 #include "mainwindow/MainWindowState.h"
 
 #include "settings/MemoryHive.h"
+#include "support/RecordingBroker.h"
+#include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -442,6 +444,185 @@ TEST_F(MainWindowStateTest, RunOptions) {
         EXPECT_EQ(w.txtRange.text, shown) << typed;
         EXPECT_EQ(w.ScanRangeNumber(), shown);
     }
+}
+
+TEST_F(MainWindowStateTest, ANewAnalysisTypeRewritesNoRow) {
+    RsiBelow30();
+    w.btnAnd_Click();
+    // A pending row must stay pending: the editor still shows row 0's condition.
+    w.optScanBuy_Click();
+    EXPECT_EQ(Row(1), "AND ");
+    EXPECT_EQ(w.txtForumlae.text, "Buy = RSIa( Close, 14 ) < 30;");
+
+    // After removing the middle row, the editor's condition must not land on the last row.
+    ShortCrossesLong(3);
+    w.btnOr_Click();
+    Pick(ComboId::cboIA1, "Price");
+    Pick(ComboId::cboCO, "is greater than");
+    Pick(ComboId::cboCT, "Value");
+    TypeValue("10");
+    w.MSFlexGrid1_MouseDown(1, 1);
+    w.MSFlexGrid1_Click();
+    w.btnRemove_Click();
+    const std::string lastRow = Row(1);
+    w.optScanSell_Click();
+    EXPECT_EQ(Row(1), lastRow);
+    // Code rebuilt after a removal starts each row, the first too, on a new line.
+    EXPECT_EQ(w.txtForumlae.text, "Sell = \r\n RSIa( Close, 14 ) < 30\r\nOR Close > 10;");
+}
+
+TEST_F(MainWindowStateTest, RunSettingsLoadWithDefaultsAndSaveInOrder) {
+    w.LoadRunSettings();
+    EXPECT_EQ(w.ApplyTo(), 0);
+    EXPECT_EQ(w.ScanRange(), 1);
+    EXPECT_EQ(w.ScanRangeNumber(), "1");
+    EXPECT_EQ(w.AnalysisType(), 0);
+    EXPECT_TRUE(w.mMOS.checked);
+    EXPECT_FALSE(w.mWITB.checked);
+    EXPECT_TRUE(w.mICWC.checked);
+
+    settings_.SetSection("Settings\\");
+    settings_.WriteEntry("ApplyTo", "2");
+    settings_.WriteEntry("Range", "2");
+    settings_.WriteEntry("RangeNumber", "20");
+    settings_.WriteEntry("AnalysisType", "1");
+    settings_.WriteEntry("MinOnScan", "0");
+    settings_.WriteEntry("WindowInTaskBar", "1");
+    settings_.WriteEntry("IncludeCommentWithCode", "0");
+    w.LoadRunSettings();
+    EXPECT_TRUE(w.OptUseFilter.value);
+    EXPECT_TRUE(w.OptLastDays.value);
+    EXPECT_EQ(w.txtRange.text, "20");
+    EXPECT_TRUE(w.optScanBuy.value);
+    EXPECT_FALSE(w.mMOS.checked);
+    EXPECT_TRUE(w.mWITB.checked);
+    EXPECT_TRUE(w.mICWC.checked); // on at every start, whatever was stored
+
+    // A hand-edited value that is no number falls back to its default.
+    settings_.WriteEntry("AnalysisType", "sell");
+    w.LoadRunSettings();
+    EXPECT_EQ(w.AnalysisType(), 0);
+
+    w.OptCurrentTicker_Click();
+    w.optAllBars_Click();
+    w.txtRange_Change("-7");
+    w.txtRange_LostFocus();
+    w.optScanSell_Click();
+    w.SaveRunSettings();
+    const std::vector<std::pair<std::string, std::string>> expected{
+        {"ApplyTo", "1"}, {"Range", "0"}, {"RangeNumber", "7"}, {"AnalysisType", "2"}};
+    for (const auto& [name, value] : expected) {
+        EXPECT_EQ(settings_.ReadEntry(name, ""), value) << name;
+    }
+
+    w.mMOS_Click();
+    EXPECT_EQ(settings_.ReadEntry("MinOnScan", ""), "1");
+    w.mICWC_Click();
+    EXPECT_EQ(settings_.ReadEntry("IncludeCommentWithCode", ""), "0");
+    EXPECT_FALSE(w.mWITB_Click());
+    EXPECT_EQ(settings_.ReadEntry("WindowInTaskBar", ""), "0");
+}
+
+TEST(RunFile, FolderFollowsVersionAndProgramFolder) {
+    EXPECT_EQ(RunFilePath("C:\\Tools\\AmiBroker\\Marlindex", "4.70"),
+              "C:\\Tools\\AmiBroker\\Formulas\\Unnamed.afl");
+    EXPECT_EQ(RunFilePath("C:\\Tools\\AmiBroker\\Marlindex", "4.60"),
+              "C:\\Tools\\AmiBroker\\AFL\\Unnamed.afl");
+    EXPECT_EQ(RunFilePath("/opt/amibroker/Marlindex", "5.00.2"),
+              "/opt/amibroker/Formulas/Unnamed.afl");
+    // The cut is by length, not by folder name.
+    EXPECT_EQ(RunFilePath("/opt/ab/Tools1234", "4.80.1"), "/opt/ab/Formulas/Unnamed.afl");
+    EXPECT_THROW(RunFilePath("Marlindex", "5.0"), BrokerError);
+    EXPECT_THROW(RunFilePath("/opt/ab/Marlindex", "beta"), BrokerError);
+
+    EXPECT_EQ(FormatCreateDate(2026, 3, 5), "05 Mar 2026");
+    EXPECT_EQ(FormatCreateDate(2026, 11, 21), "21 Nov 2026");
+}
+
+class RunTest : public MainWindowStateTest {
+protected:
+    RunOutcome Run() {
+        RunServices services;
+        services.broker = &broker_;
+        services.programFolder = (folder_.path() / "AmiBroker" / "Marlindex").string();
+        services.today = "21 Nov 2026";
+        services.minimiseWindow = [this] { broker_.analysis.calls.push_back("minimise"); };
+        return w.btnRun_Click(services);
+    }
+    std::filesystem::path RunFile() const {
+        return folder_.path() / "AmiBroker" / "Formulas" / "Unnamed.afl";
+    }
+
+    test::TempFolder folder_;
+    test::RecordingBroker broker_;
+};
+
+TEST_F(RunTest, EmptyFormulaDoesNothing) {
+    const RunOutcome outcome = Run();
+    EXPECT_FALSE(outcome.started);
+    EXPECT_TRUE(broker_.analysis.calls.empty());
+    EXPECT_FALSE(std::filesystem::exists(RunFile()));
+}
+
+TEST_F(RunTest, WritesTheCommentedFileAndDrivesTheAnalysis) {
+    ThreeRows();
+    w.OptUseFilter_Click();
+    w.OptLastDays_Click();
+    w.txtRange_Change("-5");
+    w.txtRange_LostFocus();
+    const RunOutcome outcome = Run();
+    EXPECT_TRUE(outcome.started);
+    EXPECT_EQ(outcome.error, "");
+    EXPECT_EQ(test::ReadBytes(RunFile()), "/* Create date: 21 Nov 2026\r\n" + Row(0) + " " +
+                                              Row(1) + " " + Row(2) + " */\r\n\r\n" +
+                                              w.txtForumlae.text);
+    // "Use filter" runs over all symbols: the filter is in the formula.
+    const std::vector<std::string> expected{
+        "Version",       "Analysis",  "LoadFormula " + RunFile().string(),
+        "ClearFilters",  "ApplyTo 0", "RangeMode 2",
+        "RangeN text 5", "minimise",  "Explore"};
+    EXPECT_EQ(broker_.analysis.calls, expected);
+}
+
+TEST_F(RunTest, OptionsMapToTheAnalysisMembers) {
+    RsiBelow30();
+    w.mMOS_Click();  // no minimising
+    w.mICWC_Click(); // the formula alone
+    w.optScanSell_Click();
+    w.OptCurrentTicker_Click();
+    w.OptLastBars_Click();
+    w.txtRange_Change("12");
+    Run();
+    EXPECT_EQ(test::ReadBytes(RunFile()), "Sell = RSIa( Close, 14 ) < 30;");
+    std::vector<std::string> expected{
+        "Version",        "Analysis",  "LoadFormula " + RunFile().string(),
+        "ClearFilters",   "ApplyTo 1", "RangeMode 1",
+        "RangeN text 12", "Scan"};
+    EXPECT_EQ(broker_.analysis.calls, expected);
+
+    // No range option selected at all: the last bar.
+    broker_.analysis.calls.clear();
+    w.OptLastBars.value = false;
+    Run();
+    expected[5] = "RangeMode 1";
+    expected[6] = "RangeN int16 1";
+    EXPECT_EQ(broker_.analysis.calls, expected);
+}
+
+TEST_F(RunTest, AFailureEndsTheRunAndKeepsTheFile) {
+    RsiBelow30();
+    broker_.analysis.failOn = "ClearFilters";
+    const RunOutcome outcome = Run();
+    EXPECT_FALSE(outcome.started);
+    EXPECT_NE(outcome.error.find("ClearFilters"), std::string::npos);
+    EXPECT_TRUE(std::filesystem::exists(RunFile()));
+    EXPECT_EQ(broker_.analysis.calls.back(), "LoadFormula " + RunFile().string());
+
+    broker_.analysis.failOn.clear();
+    broker_.analysis.calls.clear();
+    broker_.version = "4.60";
+    Run();
+    EXPECT_TRUE(std::filesystem::exists(folder_.path() / "AmiBroker" / "AFL" / "Unnamed.afl"));
 }
 
 } // namespace
