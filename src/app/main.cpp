@@ -53,7 +53,7 @@ int ShowMainWindow(const StartupArguments& arguments, QtPrompts& prompts) {
                                               : FileHive::DefaultPath(),
                                           FileHive::Access::ReadWrite);
         if (const auto report = hive->TakeLoadReport()) {
-            prompts.Inform("Configuration File Error", *report, PromptIcon::Exclamation);
+            prompts.Inform("Marlindex - Settings", *report, PromptIcon::Exclamation);
         }
         settings = std::make_unique<CProgramSettings>(CProgramSettings::ForMarlindex(*hive));
 

@@ -209,7 +209,7 @@ void frmMain::BuildMenus() {
     }
 
     connect(mNew_, &QAction::triggered, this,
-            [this] { Handle([this] { state_->btnClearAll_Click(); }); });
+            [this] { Handle([](MainWindowState& w) { w.btnClearAll_Click(); }); });
     connect(mCopy_, &QAction::triggered, this, [this] { CopyFormula(); });
     connect(mExit_, &QAction::triggered, this, &QWidget::close);
 
@@ -221,13 +221,14 @@ void frmMain::BuildMenus() {
     for (QAction* item : {mMOS_, mICWC_, mWITB_}) {
         item->setCheckable(true);
     }
-    connect(mMOS_, &QAction::triggered, this, [this] { Handle([this] { state_->mMOS_Click(); }); });
+    connect(mMOS_, &QAction::triggered, this,
+            [this] { Handle([](MainWindowState& w) { w.mMOS_Click(); }); });
     connect(mICWC_, &QAction::triggered, this,
-            [this] { Handle([this] { state_->mICWC_Click(); }); });
+            [this] { Handle([](MainWindowState& w) { w.mICWC_Click(); }); });
     // With no analysis application to float over, the window keeps its own task bar button
     // either way; the switch is stored for when it has one.
     connect(mWITB_, &QAction::triggered, this,
-            [this] { Handle([this] { state_->mWITB_Click(); }); });
+            [this] { Handle([](MainWindowState& w) { w.mWITB_Click(); }); });
 
     QMenu* help = menuBar()->addMenu(tr("&Help"));
     help->setObjectName(QStringLiteral("mHelp"));
@@ -257,16 +258,18 @@ void frmMain::BuildMenus() {
         Named(mMSFlex_->addAction(Q(state_->mRemoveRightBracket.caption)), "mRemoveRightBracket");
     mAND_->setCheckable(true);
     mOR_->setCheckable(true);
-    connect(mAND_, &QAction::triggered, this, [this] { Handle([this] { state_->mAND_Click(); }); });
-    connect(mOR_, &QAction::triggered, this, [this] { Handle([this] { state_->mOR_Click(); }); });
+    connect(mAND_, &QAction::triggered, this,
+            [this] { Handle([](MainWindowState& w) { w.mAND_Click(); }); });
+    connect(mOR_, &QAction::triggered, this,
+            [this] { Handle([](MainWindowState& w) { w.mOR_Click(); }); });
     connect(mAddLeftBracket_, &QAction::triggered, this,
-            [this] { Handle([this] { state_->mAddLeftBracket_Click(); }); });
+            [this] { Handle([](MainWindowState& w) { w.mAddLeftBracket_Click(); }); });
     connect(mRemoveLeftBracket_, &QAction::triggered, this,
-            [this] { Handle([this] { state_->mRemoveLeftBracket_Click(); }); });
+            [this] { Handle([](MainWindowState& w) { w.mRemoveLeftBracket_Click(); }); });
     connect(mAddRightBracket_, &QAction::triggered, this,
-            [this] { Handle([this] { state_->mAddRightBracket_Click(); }); });
+            [this] { Handle([](MainWindowState& w) { w.mAddRightBracket_Click(); }); });
     connect(mRemoveRightBracket_, &QAction::triggered, this,
-            [this] { Handle([this] { state_->mRemoveRightBracket_Click(); }); });
+            [this] { Handle([](MainWindowState& w) { w.mRemoveRightBracket_Click(); }); });
 }
 
 void frmMain::BuildToolbar() {
@@ -377,9 +380,9 @@ QWidget* frmMain::BuildGrid() {
     MSFlexGrid1_->viewport()->installEventFilter(this);
     MSFlexGrid1_->installEventFilter(this);
     connect(MSFlexGrid1_, &QTableWidget::cellClicked, this,
-            [this](int, int) { Handle([this] { state_->MSFlexGrid1_Click(); }); });
+            [this](int, int) { Handle([](MainWindowState& w) { w.MSFlexGrid1_Click(); }); });
     connect(MSFlexGrid1_, &QTableWidget::currentCellChanged, this, [this](int row, int, int, int) {
-        Handle([this, row] { state_->MSFlexGrid1_RowColChange(row); });
+        Handle([row](MainWindowState& w) { w.MSFlexGrid1_RowColChange(row); });
     });
 
     btnAnd_ = Named(new QPushButton(tr("&AND")), "btnAnd");
@@ -394,13 +397,13 @@ QWidget* frmMain::BuildGrid() {
     // The filter dialog arrives with the filter file; until then the button is off.
     btnFilter_->setEnabled(false);
     connect(btnAnd_, &QPushButton::clicked, this,
-            [this] { Handle([this] { state_->btnAnd_Click(); }); });
+            [this] { Handle([](MainWindowState& w) { w.btnAnd_Click(); }); });
     connect(btnOr_, &QPushButton::clicked, this,
-            [this] { Handle([this] { state_->btnOr_Click(); }); });
+            [this] { Handle([](MainWindowState& w) { w.btnOr_Click(); }); });
     connect(btnRemove_, &QPushButton::clicked, this,
-            [this] { Handle([this] { state_->btnRemove_Click(); }); });
+            [this] { Handle([](MainWindowState& w) { w.btnRemove_Click(); }); });
     connect(btnClearAll_, &QPushButton::clicked, this,
-            [this] { Handle([this] { state_->btnClearAll_Click(); }); });
+            [this] { Handle([](MainWindowState& w) { w.btnClearAll_Click(); }); });
 
     auto* buttons = new QVBoxLayout;
     for (QPushButton* button : {btnAnd_, btnOr_, btnRemove_, btnClearAll_}) {
@@ -462,21 +465,20 @@ QWidget* frmMain::BuildRunOptions() {
     layout->addStretch(1);
     layout->addWidget(btnRun_);
 
-    const auto on = [this](QRadioButton* button, void (MainWindowState::*click)()) {
-        connect(button, &QRadioButton::clicked, this,
-                [this, click] { Handle([this, click] { (state_->*click)(); }); });
+    const auto on = [this](QRadioButton* button, StateEvent click) {
+        connect(button, &QRadioButton::clicked, this, [this, click] { Handle(click); });
     };
-    on(optExplore_, &MainWindowState::optExplore_Click);
-    on(optScanBuy_, &MainWindowState::optScanBuy_Click);
-    on(optScanSell_, &MainWindowState::optScanSell_Click);
-    on(optAllTickers_, &MainWindowState::optAllTickers_Click);
-    on(OptCurrentTicker_, &MainWindowState::OptCurrentTicker_Click);
-    on(OptUseFilter_, &MainWindowState::OptUseFilter_Click);
-    on(optAllBars_, &MainWindowState::optAllBars_Click);
-    on(OptLastBars_, &MainWindowState::OptLastBars_Click);
-    on(OptLastDays_, &MainWindowState::OptLastDays_Click);
+    on(optExplore_, [](MainWindowState& w) { w.optExplore_Click(); });
+    on(optScanBuy_, [](MainWindowState& w) { w.optScanBuy_Click(); });
+    on(optScanSell_, [](MainWindowState& w) { w.optScanSell_Click(); });
+    on(optAllTickers_, [](MainWindowState& w) { w.optAllTickers_Click(); });
+    on(OptCurrentTicker_, [](MainWindowState& w) { w.OptCurrentTicker_Click(); });
+    on(OptUseFilter_, [](MainWindowState& w) { w.OptUseFilter_Click(); });
+    on(optAllBars_, [](MainWindowState& w) { w.optAllBars_Click(); });
+    on(OptLastBars_, [](MainWindowState& w) { w.OptLastBars_Click(); });
+    on(OptLastDays_, [](MainWindowState& w) { w.OptLastDays_Click(); });
     connect(txtRange_, &QLineEdit::textEdited, this, [this](const QString& text) {
-        Handle([this, text] { state_->txtRange_Change(S(text)); });
+        Handle([text](MainWindowState& w) { w.txtRange_Change(S(text)); });
     });
     txtRange_->installEventFilter(this);
     connect(btnRun_, &QPushButton::clicked, this, [this] { Run(); });
@@ -493,36 +495,45 @@ void frmMain::ConnectEditor() {
                                                      {cboED2_, ComboId::cboED2},
                                                      {cboModify2_, ComboId::cboModify2},
                                                      {cboModifyED2_, ComboId::cboModifyED2}};
-    for (const auto& [widget, id] : combos) {
-        widget->installEventFilter(this);
+    for (const auto& combo : combos) {
+        combo.first->installEventFilter(this);
+        const ComboId id = combo.second;
         // activated: the user's choice (mouse or keyboard), never the program's own changes.
-        connect(widget, &QComboBox::activated, this, [this, id = id](int index) {
-            Handle([this, id, index] { state_->Choose(id, index); });
+        connect(combo.first, &QComboBox::activated, this, [this, id](int index) {
+            Handle([id, index](MainWindowState& w) { w.Choose(id, index); });
         });
     }
 
-    const std::pair<QLineEdit*, void (MainWindowState::*)(std::string)> fields[] = {
-        {txtTP1_, &MainWindowState::txtTP1_Change},
-        {txtTP2_, &MainWindowState::txtTP2_Change},
-        {txtModify1_, &MainWindowState::txtModify1_Change},
-        {txtModify2_, &MainWindowState::txtModify2_Change},
-        {txtVal1_, &MainWindowState::txtVal1_Change}};
-    for (const auto& [widget, change] : fields) {
-        widget->installEventFilter(this);
-        connect(widget, &QLineEdit::textEdited, this, [this, change = change](const QString& text) {
-            Handle([this, change, text] { (state_->*change)(S(text)); });
-        });
+    const std::pair<QLineEdit*, TextChange> fields[] = {
+        {txtTP1_, [](MainWindowState& w, std::string text) { w.txtTP1_Change(std::move(text)); }},
+        {txtTP2_, [](MainWindowState& w, std::string text) { w.txtTP2_Change(std::move(text)); }},
+        {txtModify1_,
+         [](MainWindowState& w, std::string text) { w.txtModify1_Change(std::move(text)); }},
+        {txtModify2_,
+         [](MainWindowState& w, std::string text) { w.txtModify2_Change(std::move(text)); }},
+        {txtVal1_,
+         [](MainWindowState& w, std::string text) { w.txtVal1_Change(std::move(text)); }}};
+    for (const auto& field : fields) {
+        field.first->installEventFilter(this);
+        const TextChange change = field.second;
+        connect(field.first, &QLineEdit::textEdited, this,
+                [this, change](const QString& text) { OnTextEdited(change, text); });
     }
 
     for (QCheckBox* box : {chkModify1_, chkModify2_}) {
         box->installEventFilter(this);
     }
     connect(chkModify1_, &QCheckBox::clicked, this, [this](bool checked) {
-        Handle([this, checked] { state_->chkModify1_Click(checked); });
+        Handle([checked](MainWindowState& w) { w.chkModify1_Click(checked); });
     });
     connect(chkModify2_, &QCheckBox::clicked, this, [this](bool checked) {
-        Handle([this, checked] { state_->chkModify2_Click(checked); });
+        Handle([checked](MainWindowState& w) { w.chkModify2_Click(checked); });
     });
+}
+
+void frmMain::OnTextEdited(TextChange change, const QString& text) {
+    const std::string typed = S(text);
+    Handle([change, &typed](MainWindowState& w) { change(w, typed); });
 }
 
 void frmMain::SetTabOrder() {
@@ -550,22 +561,22 @@ bool frmMain::eventFilter(QObject* watched, QEvent* event) {
         }
         break;
     case QEvent::FocusOut: {
-        void (MainWindowState::*lost)() = nullptr;
+        StateEvent lost = nullptr;
         if (watched == txtTP1_) {
-            lost = &MainWindowState::txtTP1_LostFocus;
+            lost = [](MainWindowState& w) { w.txtTP1_LostFocus(); };
         } else if (watched == txtTP2_) {
-            lost = &MainWindowState::txtTP2_LostFocus;
+            lost = [](MainWindowState& w) { w.txtTP2_LostFocus(); };
         } else if (watched == txtModify1_) {
-            lost = &MainWindowState::txtModify1_LostFocus;
+            lost = [](MainWindowState& w) { w.txtModify1_LostFocus(); };
         } else if (watched == txtModify2_) {
-            lost = &MainWindowState::txtModify2_LostFocus;
+            lost = [](MainWindowState& w) { w.txtModify2_LostFocus(); };
         } else if (watched == txtVal1_) {
-            lost = &MainWindowState::txtVal1_LostFocus;
+            lost = [](MainWindowState& w) { w.txtVal1_LostFocus(); };
         } else if (watched == txtRange_) {
-            lost = &MainWindowState::txtRange_LostFocus;
+            lost = [](MainWindowState& w) { w.txtRange_LostFocus(); };
         }
         if (lost != nullptr) {
-            Handle([this, lost] { (state_->*lost)(); });
+            Handle(lost);
         }
         break;
     }
@@ -584,16 +595,16 @@ bool frmMain::eventFilter(QObject* watched, QEvent* event) {
         } else if (watched == MSFlexGrid1_) {
             if (key->key() == Qt::Key_Space || key->key() == Qt::Key_Return ||
                 key->key() == Qt::Key_Enter) {
-                Handle([this] { state_->MSFlexGrid1_Click(); });
+                Handle([](MainWindowState& w) { w.MSFlexGrid1_Click(); });
                 return true;
             }
             if (key->key() == Qt::Key_Menu ||
                 (key->key() == Qt::Key_F10 && (key->modifiers() & Qt::ShiftModifier))) {
                 const int row = std::max(MSFlexGrid1_->currentRow(), 0);
                 bool popup = false;
-                Handle([this, row, &popup] {
-                    popup = state_->MSFlexGrid1_MouseDown(2, row);
-                    state_->MSFlexGrid1_Click(); // the click that follows a mouse-down
+                Handle([row, &popup](MainWindowState& w) {
+                    popup = w.MSFlexGrid1_MouseDown(2, row);
+                    w.MSFlexGrid1_Click(); // the click that follows a mouse-down
                 });
                 if (popup) {
                     const QRect cell =
@@ -616,12 +627,12 @@ bool frmMain::eventFilter(QObject* watched, QEvent* event) {
                 break;
             }
             bool popup = false;
-            Handle([this, button, row, &popup] {
-                popup = state_->MSFlexGrid1_MouseDown(button, row);
+            Handle([button, row, &popup](MainWindowState& w) {
+                popup = w.MSFlexGrid1_MouseDown(button, row);
             });
             if (button == 2) {
                 // No click follows a right button; the mouse-down has done the selecting.
-                Handle([this] { state_->MSFlexGrid1_Click(); });
+                Handle([](MainWindowState& w) { w.MSFlexGrid1_Click(); });
                 MSFlexGrid1_->setFocus(Qt::MouseFocusReason);
                 if (popup) {
                     ShowContextMenu(mouse->globalPosition().toPoint());
@@ -641,9 +652,9 @@ void frmMain::closeEvent(QCloseEvent* event) {
     QMainWindow::closeEvent(event);
 }
 
-void frmMain::Handle(const std::function<void()>& stateEvent) {
+void frmMain::Handle(const std::function<void(MainWindowState&)>& stateEvent) {
     try {
-        stateEvent();
+        stateEvent(*state_);
     } catch (const std::exception& error) {
         statusBar()->showMessage(tr("Could not complete that: %1").arg(Q(error.what())));
     }

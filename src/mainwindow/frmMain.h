@@ -62,11 +62,14 @@ private:
     QWidget* BuildGrid();
     QWidget* BuildRunOptions();
     void ConnectEditor();
+    using TextChange = void (*)(MainWindowState&, std::string);
+    using StateEvent = void (*)(MainWindowState&);
+    void OnTextEdited(TextChange change, const QString& text);
     void SetTabOrder();
 
     // Runs a state event, then shows the state. An unexpected failure leaves the window as it
     // was and says so on the status line rather than ending the program.
-    void Handle(const std::function<void()>& stateEvent);
+    void Handle(const std::function<void(MainWindowState&)>& stateEvent);
     void Mirror();
     void MirrorFormula();
     void ShowContextMenu(const QPoint& globalPosition);
