@@ -47,10 +47,9 @@ TEST_F(FilterCliTest, WritesTheExpressionInTheLoadOrTheSavedForm) {
     EXPECT_EQ(test::ReadBytes(File()), kSample) << "the file is only read";
 }
 
-TEST_F(FilterCliTest, AMissingOrDamagedFileIsReportedAndLeftAlone) {
+TEST_F(FilterCliTest, ADamagedFileIsLeftAloneUnlessTheDefaultIsAskedFor) {
     const Result missing = Run({"filter", Database()});
     EXPECT_EQ(missing.status, kExitBadInput);
-    EXPECT_EQ(missing.out, "");
     EXPECT_NE(missing.err.find("There was an error with the configuration file"),
               std::string::npos);
     EXPECT_FALSE(std::filesystem::exists(File()));
@@ -59,33 +58,27 @@ TEST_F(FilterCliTest, AMissingOrDamagedFileIsReportedAndLeftAlone) {
     test::WriteBytes(File(), truncated);
     const Result damaged = Run({"filter", Database()});
     EXPECT_EQ(damaged.status, kExitBadInput);
+    EXPECT_EQ(damaged.out, "");
     EXPECT_NE(damaged.err.find("tempFilter.txt, line 4: There was an error with the "
                                "configuration file: The file ends before the [Sectors] heading"),
               std::string::npos)
         << damaged.err;
-    EXPECT_EQ(test::ReadBytes(File()), truncated);
-
-    EXPECT_EQ(Run({"filter", (database_ / "absent").string()}).status, kExitBadInput);
     EXPECT_EQ(Run({"filter", "--backup", Database()}).status, kExitBadInput)
         << "--backup only goes with --recreate";
     EXPECT_EQ(test::ReadBytes(File()), truncated);
-}
 
-TEST_F(FilterCliTest, RecreateWritesTheDefaultFileOnlyInPlaceOfADamagedOne) {
-    test::WriteBytes(File(), kSample);
-    const Result intact = Run({"filter", "--recreate", "--backup", Database()});
-    EXPECT_EQ(intact.status, kExitOk);
-    EXPECT_EQ(test::ReadBytes(File()), kSample);
-    EXPECT_FALSE(std::filesystem::exists(database_ / "tempFilter.bak"));
-
-    test::WriteBytes(File(), "garbage");
     const Result recreated = Run({"filter", "--recreate", "--backup", Database()});
     EXPECT_EQ(recreated.status, kExitOk) << recreated.err;
     EXPECT_EQ(recreated.out, "") << "nothing is marked in the default file";
-    EXPECT_EQ(test::ReadBytes(database_ / "tempFilter.bak"), "garbage");
+    EXPECT_EQ(test::ReadBytes(database_ / "tempFilter.bak"), truncated);
     const std::string fresh = test::ReadBytes(File());
     EXPECT_EQ(fresh.substr(0, 35), "[Markets]\r\n0\tMarket 1\r\n0\tMarket 2\r\n");
     EXPECT_EQ(fresh.substr(fresh.size() - 16), "0\tWatchlist 63\r\n");
+
+    // An intact file is never replaced.
+    test::WriteBytes(File(), kSample);
+    EXPECT_EQ(Run({"filter", "--recreate", Database()}).status, kExitOk);
+    EXPECT_EQ(test::ReadBytes(File()), kSample);
 }
 
 TEST_F(FilterCliTest, GenerateTakesTheFilterFromTheDatabaseFolder) {
