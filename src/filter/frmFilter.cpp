@@ -199,16 +199,22 @@ void frmFilter::CreateControls() {
     mUncheckAll = addMenuItem("mUncheckAll", state_.mUncheckAll);
     mEdit = addMenuItem("mEdit", state_.mEdit);
 
-    const auto forward = [this](void (FilterTree::*handler)()) {
-        return [this, handler] {
-            (state_.*handler)();
-            Refresh();
-        };
-    };
-    connect(mAdd, &QAction::triggered, this, forward(&FilterTree::mAdd_Click));
-    connect(mDelete, &QAction::triggered, this, forward(&FilterTree::mDelete_Click));
-    connect(mUncheckAll, &QAction::triggered, this, forward(&FilterTree::mUncheckAll_Click));
-    connect(mEdit, &QAction::triggered, this, forward(&FilterTree::mEdit_Click));
+    connect(mAdd, &QAction::triggered, this, [this] {
+        state_.mAdd_Click();
+        Refresh();
+    });
+    connect(mDelete, &QAction::triggered, this, [this] {
+        state_.mDelete_Click();
+        Refresh();
+    });
+    connect(mUncheckAll, &QAction::triggered, this, [this] {
+        state_.mUncheckAll_Click();
+        Refresh();
+    });
+    connect(mEdit, &QAction::triggered, this, [this] {
+        state_.mEdit_Click();
+        Refresh();
+    });
 
     connect(btnOK, &QPushButton::clicked, this, &frmFilter::btnOK_Click);
     connect(btnCancel, &QPushButton::clicked, this, &frmFilter::reject);
