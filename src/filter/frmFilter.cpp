@@ -199,22 +199,11 @@ void frmFilter::CreateControls() {
     mUncheckAll = addMenuItem("mUncheckAll", state_.mUncheckAll);
     mEdit = addMenuItem("mEdit", state_.mEdit);
 
-    connect(mAdd, &QAction::triggered, this, [this] {
-        state_.mAdd_Click();
-        Refresh();
-    });
-    connect(mDelete, &QAction::triggered, this, [this] {
-        state_.mDelete_Click();
-        Refresh();
-    });
-    connect(mUncheckAll, &QAction::triggered, this, [this] {
-        state_.mUncheckAll_Click();
-        Refresh();
-    });
-    connect(mEdit, &QAction::triggered, this, [this] {
-        state_.mEdit_Click();
-        Refresh();
-    });
+    connect(mAdd, &QAction::triggered, this, [this] { Forward(&FilterTree::mAdd_Click); });
+    connect(mDelete, &QAction::triggered, this, [this] { Forward(&FilterTree::mDelete_Click); });
+    connect(mUncheckAll, &QAction::triggered, this,
+            [this] { Forward(&FilterTree::mUncheckAll_Click); });
+    connect(mEdit, &QAction::triggered, this, [this] { Forward(&FilterTree::mEdit_Click); });
 
     connect(btnOK, &QPushButton::clicked, this, &frmFilter::btnOK_Click);
     connect(btnCancel, &QPushButton::clicked, this, &frmFilter::reject);
@@ -255,6 +244,11 @@ bool frmFilter::eventFilter(QObject* watched, QEvent* event) {
         }
     }
     return QDialog::eventFilter(watched, event);
+}
+
+void frmFilter::Forward(void (FilterTree::*menuEvent)()) {
+    (state_.*menuEvent)();
+    Refresh();
 }
 
 void frmFilter::btnOK_Click() {

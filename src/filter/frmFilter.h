@@ -45,6 +45,8 @@ protected:
 
 private:
     void CreateControls();
+    // A menu command reaches the state, and the widgets show what it changed.
+    void Forward(void (FilterTree::*menuEvent)());
     void btnOK_Click();
     void LabelEditFinished();
     QTreeWidgetItem* FindNode(const std::string& key) const;
