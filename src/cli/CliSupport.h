@@ -27,6 +27,12 @@ using CliCommands = std::vector<CliCommand>;
 
 // The command groups. Each adds its subcommands to `app`.
 void AddFormulaCommands(CLI::App& app, CliStreams streams, CliCommands& commands);
+void AddFilterCommands(CLI::App& app, CliStreams streams, CliCommands& commands);
+
+// The filter expression of a database folder's filter file (as loaded); a missing or damaged
+// file is reported on stderr and left as it is.
+std::optional<std::string> ReadFilterExpression(const std::string& databaseFolder,
+                                                std::ostream& err);
 
 // A file named on the command line; "-" is standard input. Unreadable: says so on stderr.
 std::optional<std::string> ReadInput(const std::string& name, std::istream& in, std::ostream& err);

@@ -17,6 +17,7 @@ namespace {
 struct GenerateOptions {
     std::string scanFile;
     std::string registryFile;
+    std::string databaseFolder;
     bool describe = false;
 };
 
@@ -36,6 +37,13 @@ int Generate(const GenerateOptions& options, std::istream& in, std::ostream& out
     }
     for (const std::string& warning : parsed.warnings) {
         err << shown << ": warning: " << warning << "\n";
+    }
+    if (!options.databaseFolder.empty()) {
+        std::optional<std::string> filter = ReadFilterExpression(options.databaseFolder, err);
+        if (!filter) {
+            return kExitBadInput;
+        }
+        parsed.scan.filter = std::move(*filter);
     }
 
     // generate only reads the settings: a damaged file is reported and left where it is.
@@ -94,6 +102,9 @@ void AddFormulaCommands(CLI::App& app, CliStreams streams, CliCommands& commands
         ->required();
     generateCommand->add_option("--registry", generate->registryFile,
                                 "Settings file (REGEDIT4) to read indicator defaults from");
+    generateCommand->add_option("--database", generate->databaseFolder,
+                                "Database folder whose tempFilter.txt gives the filter expression, "
+                                "in place of the scan's \"filter\"");
     generateCommand->add_flag("--describe", generate->describe,
                               "Write the condition grid's row texts instead, one per line");
     commands.push_back({generateCommand, [generate, streams] {

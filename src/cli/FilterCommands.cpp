@@ -1,0 +1,106 @@
+#include "cli/CliCommands.h"
+#include "cli/CliSupport.h"
+#include "filter/FilterExpression.h"
+#include "filter/FilterFile.h"
+
+#include <filesystem>
+#include <iostream>
+#include <memory>
+
+namespace marlindex {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct FilterOptions {
+    std::string databaseFolder;
+    bool saved = false;
+    bool recreate = false;
+    bool backup = false;
+};
+
+// The folder's filter file, or a message on stderr. A damaged file is left as it is.
+std::optional<FilterFileContents> ReadFolderFilter(const std::string& databaseFolder,
+                                                   std::ostream& err) {
+    std::error_code error;
+    if (!fs::is_directory(databaseFolder, error)) {
+        err << databaseFolder << ": no such database folder\n";
+        return std::nullopt;
+    }
+    const fs::path file = FilterFilePath(databaseFolder);
+    try {
+        return ReadFilterFile(file);
+    } catch (const FilterFileError& damage) {
+        err << file.string();
+        if (damage.line() > 0) {
+            err << ", line " << damage.line();
+        }
+        err << ": There was an error with the configuration file: " << damage.what() << "\n";
+        return std::nullopt;
+    }
+}
+
+int Filter(const FilterOptions& options, std::ostream& out, std::ostream& err) {
+    std::optional<FilterFileContents> contents = ReadFolderFilter(options.databaseFolder, err);
+    if (!contents) {
+        std::error_code error;
+        if (!fs::is_directory(options.databaseFolder, error)) {
+            return kExitBadInput;
+        }
+        if (!options.recreate) {
+            err << "The file is left as it is. Run with --recreate to write the default file "
+                   "(with --backup the old one is kept as "
+                << kFilterBackupName << ").\n";
+            return kExitBadInput;
+        }
+        try {
+            RecreateFilterFile(options.databaseFolder, options.backup);
+        } catch (const FilterWriteError& failure) {
+            err << failure.what() << "\n";
+            return kExitFailure;
+        }
+        err << FilterFilePath(options.databaseFolder).string() << ": re-created"
+            << (options.backup
+                    ? std::string(", the old file kept as ") + std::string(kFilterBackupName)
+                    : std::string())
+            << "\n";
+        contents = DefaultFilterContents();
+    }
+    out << BuildFilterExpression(*contents,
+                                 options.saved ? ExpressionForm::SaveData : ExpressionForm::Load);
+    return Finish(out);
+}
+
+} // namespace
+
+std::optional<std::string> ReadFilterExpression(const std::string& databaseFolder,
+                                                std::ostream& err) {
+    const std::optional<FilterFileContents> contents = ReadFolderFilter(databaseFolder, err);
+    if (!contents) {
+        return std::nullopt;
+    }
+    return BuildFilterExpression(*contents, ExpressionForm::Load);
+}
+
+void AddFilterCommands(CLI::App& app, CliStreams streams, CliCommands& commands) {
+    auto filter = std::make_shared<FilterOptions>();
+    CLI::App* command = app.add_subcommand(
+        "filter", "Write the filter expression of a database folder's tempFilter.txt to stdout, as "
+                  "the filter dialog builds it while loading: CR LF inside, nothing appended.");
+    command->add_option("DATABASE_DIR", filter->databaseFolder, "The database folder")->required();
+    command->add_flag("--saved", filter->saved,
+                      "The expression as the dialog's OK builds it (its spacing differs)");
+    CLI::Option* recreate = command->add_flag(
+        "--recreate", filter->recreate,
+        "When the file is missing or damaged, write the default file, as the dialog does after "
+        "its question");
+    command
+        ->add_flag("--backup", filter->backup,
+                   "With --recreate: first copy the old file to tempFilter.bak")
+        ->needs(recreate);
+    commands.push_back(
+        {command, [filter, streams] { return Filter(*filter, streams.out, streams.err); }});
+}
+
+} // namespace marlindex
