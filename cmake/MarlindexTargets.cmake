@@ -39,9 +39,12 @@ function(marlindex_folder_library name)
     cmake_parse_arguments(ARG "" "" "DEPENDS" ${ARGN})
     file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
     file(GLOB forms CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/frm*.cpp)
+    # The headers too: AUTOMOC then sees every Q_OBJECT form, also one added to a build
+    # folder configured before it existed.
+    file(GLOB form_headers CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/frm*.h)
     if(forms)
         list(REMOVE_ITEM sources ${forms})
-        set_property(GLOBAL APPEND PROPERTY MARLINDEX_FORM_SOURCES ${forms})
+        set_property(GLOBAL APPEND PROPERTY MARLINDEX_FORM_SOURCES ${forms} ${form_headers})
     endif()
     if(NOT WIN32)
         list(FILTER sources EXCLUDE REGEX "Win32[^/]*$")

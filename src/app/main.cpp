@@ -3,6 +3,7 @@
 #include "about/AboutInfo.h"
 #include "amibroker/LocalBroker.h"
 #include "app/QtPrompts.h"
+#include "filter/FilterTree.h"
 #include "mainwindow/frmMain.h"
 #include "settings/FileHive.h"
 #include "settings/ProgramSettings.h"
@@ -46,6 +47,7 @@ int ShowMainWindow(const StartupArguments& arguments, QtPrompts& prompts) {
     std::unique_ptr<CProgramSettings> settings;
     std::unique_ptr<LocalBroker> broker;
     std::unique_ptr<MainWindowState> state;
+    std::unique_ptr<FilterTree> filter;
     std::unique_ptr<frmMain> window;
     try {
         hive = std::make_unique<FileHive>(arguments.registryFile
@@ -65,12 +67,17 @@ int ShowMainWindow(const StartupArguments& arguments, QtPrompts& prompts) {
 
         state = std::make_unique<MainWindowState>(*settings);
         state->LoadRunSettings();
+        // The filter dialog's data is loaded without showing it, so the formula can take the
+        // filter from the start.
+        filter = std::make_unique<FilterTree>(database);
+        filter->Form_Load(prompts);
 
         frmMain::Services services;
         services.broker = broker.get();
         services.prompts = &prompts;
         services.programFolder = programFolder.string();
         services.helpFolders = HelpFolders();
+        services.filter = filter.get();
         window = std::make_unique<frmMain>(*state, services);
     } catch (const std::exception& failure) {
         prompts.Inform("Marlindex - frmMain Load",

@@ -2,6 +2,8 @@
 
 #include "about/AboutInfo.h"
 #include "about/frmAbout.h"
+#include "filter/FilterTree.h"
+#include "filter/frmFilter.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -173,10 +175,28 @@ frmMain::frmMain(MainWindowState& state, Services services, QWidget* parent)
 
     ConnectEditor();
     SetTabOrder();
+    if (services_.filter != nullptr) {
+        // The filter dialog publishes its expression on every load and after OK; only OK
+        // (regenerate) rebuilds the formula at once.
+        services_.filter->SetExpressionListener(
+            [this](const std::string& expression, bool regenerate) {
+                state_->SetFilterExpression(expression);
+                if (regenerate) {
+                    state_->AssembleFormula();
+                }
+            });
+        state_->SetFilterExpression(services_.filter->FilterExpression());
+    }
     rowStatus_ = Named(new QLabel, "lblRowStatus");
     statusBar()->addPermanentWidget(rowStatus_);
     resize(1060, 720);
     Mirror();
+}
+
+frmMain::~frmMain() {
+    if (services_.filter != nullptr) {
+        services_.filter->SetExpressionListener({});
+    }
 }
 
 // ---- building ----
@@ -394,8 +414,10 @@ QWidget* frmMain::BuildGrid() {
     btnOr_->setToolTip(tr("Start a new condition joined with OR"));
     btnRemove_->setToolTip(tr("Remove the selected condition row"));
     btnClearAll_->setToolTip(tr("Remove every condition and start again"));
-    // The filter dialog arrives with the filter file; until then the button is off.
-    btnFilter_->setEnabled(false);
+    btnFilter_->setToolTip(tr("Choose the markets, groups, sectors, industries and watch lists "
+                              "that \"Use filter\" includes or excludes"));
+    btnFilter_->setEnabled(services_.filter != nullptr && services_.prompts != nullptr);
+    connect(btnFilter_, &QPushButton::clicked, this, [this] { ShowFilter(); });
     connect(btnAnd_, &QPushButton::clicked, this,
             [this] { Handle([](MainWindowState& w) { w.btnAnd_Click(); }); });
     connect(btnOr_, &QPushButton::clicked, this,
@@ -713,6 +735,15 @@ void frmMain::OpenHelpFile(const char* fileName, const QString& what) {
                                           ") could not be opened. Looked in:" + looked);
         }
     }
+}
+
+void frmMain::ShowFilter() {
+    if (services_.filter == nullptr || services_.prompts == nullptr) {
+        return;
+    }
+    frmFilter dialog(*services_.filter, *services_.prompts, this);
+    dialog.exec();
+    Mirror();
 }
 
 void frmMain::ShowAbout() {

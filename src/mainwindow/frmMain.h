@@ -26,6 +26,8 @@ class QToolBar;
 
 namespace marlindex {
 
+class FilterTree;
+
 class frmMain : public QMainWindow {
     Q_OBJECT
 
@@ -35,9 +37,11 @@ public:
         UserPrompts* prompts = nullptr;
         std::string programFolder;            // where the run file's folder is found
         std::vector<std::string> helpFolders; // where the user guide and read-me are looked for
+        FilterTree* filter = nullptr;         // the filter dialog's state; no filter without one
     };
 
     frmMain(MainWindowState& state, Services services, QWidget* parent = nullptr);
+    ~frmMain() override;
 
     MainWindowState& State() { return *state_; }
     // The outcome of the last Run, as the status line shows it.
@@ -77,6 +81,7 @@ private:
     void CopyFormula();
     void OpenHelpFile(const char* fileName, const QString& what);
     void ShowAbout();
+    void ShowFilter();
 
     MainWindowState* state_;
     Services services_;
