@@ -32,7 +32,8 @@ void AddFormulaCommands(CLI::App& app, CliStreams streams, CliCommands& commands
 void AddPreferencesCommands(CLI::App& app, CliStreams streams, CliCommands& commands);
 
 // A file named on the command line; "-" is standard input. Unreadable: says so on stderr.
-std::optional<std::string> ReadInput(const std::string& name, std::istream& in, std::ostream& err);
+std::optional<std::string> ReadInput(const std::string& name, std::istream& in,
+                                     std::ostream& err);
 // How a file name appears in messages: "-" is "stdin".
 std::string DisplayName(const std::string& name);
 // The settings file of --registry (`file`; the default file when empty). What went wrong

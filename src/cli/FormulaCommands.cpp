@@ -1,5 +1,6 @@
 #include "cli/CliCommands.h"
 #include "cli/CliSupport.h"
+
 #include "formula/ColourRendering.h"
 #include "formula/Colouring.h"
 #include "formula/ScanFile.h"

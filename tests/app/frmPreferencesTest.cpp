@@ -3,6 +3,7 @@
 
 #include "formula/Translation.h"
 #include "settings/MemoryHive.h"
+#include "support/IndicatorSettings.h"
 #include "support/Screenshot.h"
 
 #include <QComboBox>
@@ -18,12 +19,10 @@ class frmPreferencesTest : public QObject {
 
 private:
     std::string Stored(int indicator, int position) {
-        settings_.SetSection("Settings\\Indicator\\" + std::to_string(indicator));
-        return settings_.ReadEntry(std::to_string(position), "");
+        return test::StoredParameter(settings_, indicator, position);
     }
     void Store(int indicator, int position, const std::string& value) {
-        settings_.SetSection("Settings\\Indicator\\" + std::to_string(indicator));
-        settings_.WriteEntry(std::to_string(position), value);
+        test::StoreParameter(settings_, indicator, position, value);
     }
     static void Retype(QLineEdit* field, const char* keys) {
         field->setFocus();

@@ -4,6 +4,7 @@
 #include "formula/Translation.h"
 #include "settings/MemoryHive.h"
 #include "startup/TextHelpers.h"
+#include "support/IndicatorSettings.h"
 
 #include <gtest/gtest.h>
 #include <map>
@@ -17,12 +18,10 @@ class PreferenceFieldsTest : public ::testing::Test {
 protected:
     // What the store holds for a field, "" when nothing.
     std::string Stored(int indicator, int position) {
-        settings_.SetSection("Settings\\Indicator\\" + std::to_string(indicator));
-        return settings_.ReadEntry(std::to_string(position), "");
+        return test::StoredParameter(settings_, indicator, position);
     }
     void Store(int indicator, int position, const std::string& value) {
-        settings_.SetSection("Settings\\Indicator\\" + std::to_string(indicator));
-        settings_.WriteEntry(std::to_string(position), value);
+        test::StoreParameter(settings_, indicator, position, value);
     }
     const std::string& Text(const char* name) const { return form_.Find(name)->text; }
     // Types each character of `keys` into a field as the form forwards them: the key filter
