@@ -54,10 +54,6 @@ TEST_F(PreferencesCommandsTest, SetAppliesTheDialogRulesAndTheFormulaFollows) {
     EXPECT_EQ(result.out, "I21\t2\t1\t14\t14\n");
     EXPECT_NE(result.err.find("not a number"), std::string::npos) << result.err;
 
-    result = Preferences({"set", "I342", "abc"});
-    EXPECT_EQ(result.out, "I342\t34\t2\tabc\t1\n");
-    EXPECT_EQ(result.err, "");
-
     result = Preferences({"set", "I91", "Typical"});
     EXPECT_EQ(result.status, kExitOk);
     EXPECT_EQ(result.out, "I91\t9\t1\tTypical\tClose\n");
