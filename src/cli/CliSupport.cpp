@@ -26,6 +26,14 @@ std::string DisplayName(const std::string& name) {
     return name == "-" ? "stdin" : name;
 }
 
+FileHive OpenSettingsFile(const std::string& file, FileHive::Access access, std::ostream& err) {
+    FileHive hive(file.empty() ? FileHive::DefaultPath() : std::filesystem::path(file), access);
+    if (const auto report = hive.TakeLoadReport()) {
+        err << "warning: " << *report << "\n";
+    }
+    return hive;
+}
+
 int Finish(std::ostream& out) {
     out.flush();
     return out ? kExitOk : kExitFailure;

@@ -2,6 +2,8 @@
 // command group adds its subcommands to the one command line.
 #pragma once
 
+#include "settings/FileHive.h"
+
 #include <CLI/CLI.hpp>
 #include <functional>
 #include <iosfwd>
@@ -33,11 +35,15 @@ void AddFilterCommands(CLI::App& app, CliStreams streams, CliCommands& commands)
 // file is reported on stderr and left as it is.
 std::optional<std::string> ReadFilterExpression(const std::string& databaseFolder,
                                                 std::ostream& err);
+void AddPreferencesCommands(CLI::App& app, CliStreams streams, CliCommands& commands);
 
 // A file named on the command line; "-" is standard input. Unreadable: says so on stderr.
 std::optional<std::string> ReadInput(const std::string& name, std::istream& in, std::ostream& err);
 // How a file name appears in messages: "-" is "stdin".
 std::string DisplayName(const std::string& name);
+// The settings file of --registry (`file`; the default file when empty). What went wrong
+// while loading it is said on `err` as a warning; the settings then read as their defaults.
+FileHive OpenSettingsFile(const std::string& file, FileHive::Access access, std::ostream& err);
 // Flushes the result; a failed write to stdout is a failure of the command.
 int Finish(std::ostream& out);
 

@@ -47,12 +47,7 @@ int Generate(const GenerateOptions& options, std::istream& in, std::ostream& out
     }
 
     // generate only reads the settings: a damaged file is reported and left where it is.
-    FileHive hive(options.registryFile.empty() ? FileHive::DefaultPath()
-                                               : std::filesystem::path(options.registryFile),
-                  FileHive::Access::ReadOnly);
-    if (const auto report = hive.TakeLoadReport()) {
-        err << "warning: " << *report << "\n";
-    }
+    FileHive hive = OpenSettingsFile(options.registryFile, FileHive::Access::ReadOnly, err);
     CProgramSettings settings = CProgramSettings::ForMarlindex(hive);
     const GeneratedScan generated = GenerateScan(parsed.scan, settings);
 

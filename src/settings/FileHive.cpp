@@ -99,6 +99,22 @@ bool FileHive::WriteValue(RegistryRoot root, std::string_view path, std::string_
     if (!next.Write(root, path, name, value)) {
         return false;
     }
+    return Commit(std::move(next));
+}
+
+bool FileHive::DeleteValue(RegistryRoot root, std::string_view path, std::string_view name) {
+    if (!data_.Read(root, path, name)) {
+        return true; // nothing to remove, so nothing to save
+    }
+    if (access_ == Access::ReadOnly || !writable_) {
+        return false;
+    }
+    RegistryData next = data_;
+    next.Remove(root, path, name);
+    return Commit(std::move(next));
+}
+
+bool FileHive::Commit(RegistryData next) {
     std::error_code ec;
     if (file_.has_parent_path()) {
         fs::create_directories(file_.parent_path(), ec);

@@ -34,6 +34,7 @@ public:
                                            std::string_view name) override;
     bool WriteValue(RegistryRoot root, std::string_view path, std::string_view name,
                     const RegistryValue& value) override;
+    bool DeleteValue(RegistryRoot root, std::string_view path, std::string_view name) override;
 
     // What went wrong while loading (which file, which line, what was done with it), once:
     // the first call returns it and later calls return nullopt. nullopt when all was well.
@@ -42,6 +43,9 @@ public:
     const std::filesystem::path& file() const { return file_; }
 
 private:
+    // Saves `next` as the file and, once it is saved, as the hive's contents.
+    bool Commit(RegistryData next);
+
     std::filesystem::path file_;
     Access access_;
     bool writable_ = true; // false after a load failure that writing would make worse

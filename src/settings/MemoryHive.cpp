@@ -12,4 +12,9 @@ bool MemoryHive::WriteValue(RegistryRoot root, std::string_view path, std::strin
     return data_.Write(root, path, name, value);
 }
 
+bool MemoryHive::DeleteValue(RegistryRoot root, std::string_view path, std::string_view name) {
+    data_.Remove(root, path, name);
+    return true;
+}
+
 } // namespace marlindex

@@ -12,6 +12,7 @@ public:
                                            std::string_view name) override;
     bool WriteValue(RegistryRoot root, std::string_view path, std::string_view name,
                     const RegistryValue& value) override;
+    bool DeleteValue(RegistryRoot root, std::string_view path, std::string_view name) override;
 
     const RegistryData& data() const { return data_; }
 

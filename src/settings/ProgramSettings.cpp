@@ -61,6 +61,17 @@ void CProgramSettings::WriteDWordEntry(std::string_view name, std::int32_t value
     }
 }
 
+bool CProgramSettings::DeleteEntry(std::string_view name) {
+    try {
+        const auto cpName = Utf8ToCp1252(name);
+        const auto cpPath = Utf8ToCp1252(KeyPath());
+        // A name the code page cannot hold was never stored.
+        return !cpName || !cpPath || hive_->DeleteValue(rootKey_, *cpPath, *cpName);
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
 // The value as text: REG_SZ without its one closing NUL, REG_DWORD as signed decimal.
 // nullopt for anything else, including a name or path the code page cannot hold.
 std::optional<std::string> CProgramSettings::ReadValue(std::string_view name) const {

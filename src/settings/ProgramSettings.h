@@ -44,6 +44,10 @@ public:
     void WriteEntry(std::string_view name, std::string_view value);
     void WriteDWordEntry(std::string_view name, std::int32_t value);
 
+    // Removes the value `name`, so that reads return their default again. Unlike the writers
+    // it says whether it worked: true when no such value is stored afterwards.
+    bool DeleteEntry(std::string_view name);
+
 private:
     std::optional<std::string> ReadValue(std::string_view name) const;
     bool WriteValue(std::string_view name, const RegistryValue& value);

@@ -538,6 +538,22 @@ bool RegistryData::Write(RegistryRoot root, std::string_view path, std::string_v
     return true;
 }
 
+bool RegistryData::Remove(RegistryRoot root, std::string_view path, std::string_view name) {
+    // FindKey is the one lookup; the tree it points into is this object's own.
+    Key* key = const_cast<Key*>(FindKey(root, path));
+    if (key == nullptr) {
+        return false;
+    }
+    const auto it =
+        std::find_if(key->values.begin(), key->values.end(),
+                     [name](const NamedValue& v) { return EqualsIgnoreCase(v.name, name); });
+    if (it == key->values.end()) {
+        return false;
+    }
+    key->values.erase(it);
+    return true;
+}
+
 bool RegistryData::CreateKey(RegistryRoot root, std::string_view path) {
     return FindOrCreateKey(root, path) != nullptr;
 }

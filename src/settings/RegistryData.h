@@ -47,6 +47,8 @@ public:
     bool Write(RegistryRoot root, std::string_view path, std::string_view name,
                const RegistryValue& value);
     bool CreateKey(RegistryRoot root, std::string_view path);
+    // Removes a value (the key stays); false when there was no such value.
+    bool Remove(RegistryRoot root, std::string_view path, std::string_view name);
 
     bool HasKey(RegistryRoot root, std::string_view path) const;
     // The value names of a key in the order they were first written; empty for a missing key.

@@ -46,6 +46,10 @@ public:
     // of the same name (whatever its letter case). false when it could not be stored.
     virtual bool WriteValue(RegistryRoot root, std::string_view path, std::string_view name,
                             const RegistryValue& value) = 0;
+
+    // Removes the value `name` of the key `path`; the key itself stays. true when the value
+    // is gone afterwards, also when it never existed; false when it could not be removed.
+    virtual bool DeleteValue(RegistryRoot root, std::string_view path, std::string_view name) = 0;
 };
 
 } // namespace marlindex

@@ -138,6 +138,23 @@ TEST(FileHive, AWriteThatCannotBeSavedIsNotSeenByLaterReads) {
     EXPECT_FALSE(hive.ReadValue(kUser, "A", "x"));
 }
 
+TEST(FileHive, DeletingAValueRewritesTheFileWithoutItWhenItMayWrite) {
+    TempFolder temp;
+    const fs::path file = temp / "registry.reg";
+    FileHive hive(file);
+    ASSERT_TRUE(hive.WriteValue(kUser, "A", "x", kY));
+    ASSERT_TRUE(hive.WriteValue(kUser, "A", "z", kY));
+    EXPECT_TRUE(hive.DeleteValue(kUser, "a", "X"));
+    EXPECT_FALSE(hive.ReadValue(kUser, "A", "x"));
+    EXPECT_EQ(ReadBytes(file), "REGEDIT4\r\n\r\n[HKEY_CURRENT_USER\\A]\r\n\"z\"=\"y\"\r\n\r\n");
+
+    // What is not there is deleted already; what is there stays where nothing may be written.
+    FileHive reader(file, FileHive::Access::ReadOnly);
+    EXPECT_TRUE(reader.DeleteValue(kUser, "A", "x"));
+    EXPECT_FALSE(reader.DeleteValue(kUser, "A", "z"));
+    EXPECT_TRUE(reader.ReadValue(kUser, "A", "z"));
+}
+
 #ifndef _WIN32
 TEST(FileHive, DefaultPathFollowsTheConfigFolderRules) {
     // Sets a variable for one scope and puts the old value back.

@@ -102,6 +102,9 @@ TEST(ProgramSettings, SwallowsStoreFailures) {
             ++writes;
             throw std::runtime_error("registry gone");
         }
+        bool DeleteValue(RegistryRoot, std::string_view, std::string_view) override {
+            throw std::runtime_error("registry gone");
+        }
         int writes = 0;
     } hive;
     CProgramSettings settings = CProgramSettings::ForMarlindex(hive);
@@ -109,6 +112,7 @@ TEST(ProgramSettings, SwallowsStoreFailures) {
     EXPECT_NO_THROW(settings.WriteEntry("ApplyTo", "1"));
     EXPECT_NO_THROW(settings.WriteDWordEntry("Count", 1));
     EXPECT_EQ(hive.writes, 2);
+    EXPECT_FALSE(settings.DeleteEntry("ApplyTo"));
 }
 
 } // namespace
