@@ -78,6 +78,7 @@ int ShowMainWindow(const StartupArguments& arguments, QtPrompts& prompts) {
         services.programFolder = programFolder.string();
         services.helpFolders = HelpFolders();
         services.filter = filter.get();
+        services.settings = settings.get();
         window = std::make_unique<frmMain>(*state, services);
     } catch (const std::exception& failure) {
         prompts.Inform("Marlindex - frmMain Load",

@@ -4,6 +4,7 @@
 #include "about/frmAbout.h"
 #include "filter/FilterTree.h"
 #include "filter/frmFilter.h"
+#include "preferences/frmPreferences.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -222,11 +223,14 @@ void frmMain::BuildMenus() {
     mExit_ = Named(file->addAction(tr("E&xit")), "mExit");
     mExit_->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
 
-    // The formula library and the preferences dialog arrive in later versions; their
-    // commands are shown so the menu keeps its shape, and are off until then.
-    for (QAction* later : {mOpen_, mSave_, mSaveAs_, mPreferences_}) {
+    // The formula library arrives in a later version; its commands are shown so the menu
+    // keeps its shape, and are off until then.
+    for (QAction* later : {mOpen_, mSave_, mSaveAs_}) {
         later->setEnabled(false);
     }
+    mPreferences_->setEnabled(services_.settings != nullptr);
+    mPreferences_->setStatusTip(tr("Set the default periods and arrays of the indicators"));
+    connect(mPreferences_, &QAction::triggered, this, [this] { ShowPreferences(); });
 
     connect(mNew_, &QAction::triggered, this,
             [this] { Handle([](MainWindowState& w) { w.btnClearAll_Click(); }); });
@@ -744,6 +748,15 @@ void frmMain::ShowFilter() {
     frmFilter dialog(*services_.filter, *services_.prompts, this);
     dialog.exec();
     Mirror();
+}
+
+void frmMain::ShowPreferences() {
+    if (services_.settings == nullptr) {
+        return;
+    }
+    // New and edited conditions read the stored values; rows already written keep theirs.
+    frmPreferences dialog(*services_.settings, this);
+    dialog.exec();
 }
 
 void frmMain::ShowAbout() {

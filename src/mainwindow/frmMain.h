@@ -38,6 +38,7 @@ public:
         std::string programFolder;            // where the run file's folder is found
         std::vector<std::string> helpFolders; // where the user guide and read-me are looked for
         FilterTree* filter = nullptr;         // the filter dialog's state; no filter without one
+        CProgramSettings* settings = nullptr; // the shared settings, for the preferences dialog
     };
 
     frmMain(MainWindowState& state, Services services, QWidget* parent = nullptr);
@@ -82,6 +83,7 @@ private:
     void OpenHelpFile(const char* fileName, const QString& what);
     void ShowAbout();
     void ShowFilter();
+    void ShowPreferences();
 
     MainWindowState* state_;
     Services services_;

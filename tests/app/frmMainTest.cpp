@@ -2,6 +2,7 @@
 // and show what it holds.
 #include "mainwindow/frmMain.h"
 
+#include "filter/FilterTree.h"
 #include "settings/MemoryHive.h"
 #include "settings/ProgramSettings.h"
 #include "support/RecordingBroker.h"
@@ -51,6 +52,7 @@ private:
     std::unique_ptr<MainWindowState> state_;
     std::unique_ptr<test::RecordingBroker> broker_;
     std::unique_ptr<test::ScriptedPrompts> prompts_;
+    std::unique_ptr<FilterTree> filter_;
     std::unique_ptr<frmMain> window_;
 
     template <typename T> T* Widget(const char* name) {
@@ -110,6 +112,14 @@ private slots:
         services.broker = broker_.get();
         services.prompts = prompts_.get();
         services.programFolder = (folder_->path() / "AmiBroker" / "Marlindex").string();
+        services.settings = settings_.get();
+        // A database folder whose filter includes NYSE, loaded hidden as at start-up.
+        test::WriteBytes(folder_->path() / "tempFilter.txt",
+                         "[Markets]\r\n1\tNYSE\r\n[Groups]\r\n[Sectors]\r\n[Industries]\r\n"
+                         "[Watchlists]\r\n0\tWatchlist 0\r\n");
+        filter_ = std::make_unique<FilterTree>(folder_->path());
+        QVERIFY(filter_->Form_Load(*prompts_) == FilterLoadResult::Loaded);
+        services.filter = filter_.get();
         window_ = std::make_unique<frmMain>(*state_, services);
         window_->show();
         QVERIFY(QTest::qWaitForWindowExposed(window_.get()));
@@ -120,6 +130,7 @@ private slots:
 
     void cleanup() {
         window_.reset();
+        filter_.reset();
         state_.reset();
     }
 
@@ -241,6 +252,15 @@ private slots:
             "Version",     "Analysis", "LoadFormula " + file.string(), "ClearFilters", "ApplyTo 0",
             "RangeMode 0", "Scan"};
         QCOMPARE(broker_->analysis.calls, expected);
+    }
+
+    void useFilterTakesTheFilterLoadedAtStart() {
+        QVERIFY(Widget<QPushButton>("btnFilter")->isEnabled());
+        BuildWorkedExample();
+        QTest::mouseClick(Widget<QRadioButton>("OptUseFilter"), Qt::LeftButton);
+        QVERIFY(Widget<QTextEdit>("txtForumlae")
+                    ->toPlainText()
+                    .startsWith(QStringLiteral("Filter = ( MarketID(1) == \"NYSE\" )\nAND RSIa")));
     }
 
     void closingStoresTheRunOptions() {
