@@ -40,12 +40,8 @@ std::optional<fs::path> FindSystemInfoTool(std::string_view searchPath) {
         start = end + 1;
     }
     for (const std::string& name : SystemInfoToolNames()) {
-        for (const fs::path& folder : folders) {
-            std::error_code error;
-            const fs::path candidate = folder / name;
-            if (fs::is_regular_file(candidate, error)) {
-                return candidate;
-            }
+        if (auto tool = FindHelpFile(folders, name)) {
+            return tool;
         }
     }
     return std::nullopt;

@@ -22,7 +22,7 @@ const std::vector<std::string>& SystemInfoToolNames();
 // folders separated by ':' or, on Windows, ';'); none when no tool is installed.
 std::optional<std::filesystem::path> FindSystemInfoTool(std::string_view searchPath);
 
-// The first of `folders` that holds `fileName`; none when none does.
+// The first of `folders` that holds a file named `fileName`; none when none does.
 std::optional<std::filesystem::path> FindHelpFile(const std::vector<std::filesystem::path>& folders,
                                                   std::string_view fileName);
 

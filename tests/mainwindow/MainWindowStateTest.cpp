@@ -81,16 +81,20 @@ protected:
         Pick(ComboId::cboIA2, "MA (Long)");
         TypeTP1(std::to_string(bars));
     }
-    // First RSI < 30, AND the crossing, OR Price Close > 10.
-    void ThreeRows() {
-        RsiBelow30();
-        w.btnAnd_Click();
+    // The crossing, then OR Price Close > 10.
+    void CrossingOrPriceAbove10() {
         ShortCrossesLong(3);
         w.btnOr_Click();
         Pick(ComboId::cboIA1, "Price");
         Pick(ComboId::cboCO, "is greater than");
         Pick(ComboId::cboCT, "Value");
         TypeValue("10");
+    }
+    // First RSI < 30, AND the crossing, OR Price Close > 10.
+    void ThreeRows() {
+        RsiBelow30();
+        w.btnAnd_Click();
+        CrossingOrPriceAbove10();
     }
     std::string Row(int row) const { return w.MSFlexGrid1.Text(row); }
 
@@ -455,12 +459,7 @@ TEST_F(MainWindowStateTest, ANewAnalysisTypeRewritesNoRow) {
     EXPECT_EQ(w.txtForumlae.text, "Buy = RSIa( Close, 14 ) < 30;");
 
     // After removing the middle row, the editor's condition must not land on the last row.
-    ShortCrossesLong(3);
-    w.btnOr_Click();
-    Pick(ComboId::cboIA1, "Price");
-    Pick(ComboId::cboCO, "is greater than");
-    Pick(ComboId::cboCT, "Value");
-    TypeValue("10");
+    CrossingOrPriceAbove10();
     w.MSFlexGrid1_MouseDown(1, 1);
     w.MSFlexGrid1_Click();
     w.btnRemove_Click();
