@@ -15,6 +15,7 @@ int RunCli(const std::vector<std::string>& args, std::istream& in, std::ostream&
     const CliStreams streams{in, out, err};
     CliCommands commands;
     AddFormulaCommands(app, streams, commands);
+    AddLibraryCommands(app, streams, commands);
 
     std::vector<const char*> argv{"marlindex-cli"};
     for (const std::string& arg : args) {

@@ -27,6 +27,7 @@ using CliCommands = std::vector<CliCommand>;
 
 // The command groups. Each adds its subcommands to `app`.
 void AddFormulaCommands(CLI::App& app, CliStreams streams, CliCommands& commands);
+void AddLibraryCommands(CLI::App& app, CliStreams streams, CliCommands& commands);
 
 // A file named on the command line; "-" is standard input. Unreadable: says so on stderr.
 std::optional<std::string> ReadInput(const std::string& name, std::istream& in,
