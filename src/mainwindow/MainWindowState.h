@@ -199,6 +199,11 @@ public:
     void txtRange_Change(std::string text);
     void txtRange_LostFocus();
 
+    // ---- restoring a formula from the library (MainWindowRestore.cpp) ----
+    // Puts back the condition records and the condition code exactly as they were saved;
+    // the caller refills the grid from the records' row texts.
+    void RestoreConditions(ConditionRecordList records, std::string conditionCode);
+
 private:
     // Only the control the user is working in regenerates the formula; changes the program
     // makes to controls (loading a row, resets) pass without it.
