@@ -339,7 +339,7 @@ public:
         std::int32_t lower = 0;
         Int32(count, "rows");
         Int32(lower, "rows");
-        CheckCount(count, SmallestRow(), "rows", countAt, "rows");
+        CheckCount(count, SmallestRow(), "rows", countAt);
         lowerBound = lower;
         rows.resize(static_cast<std::size_t>(count));
         for (std::size_t i = 0; i < rows.size(); ++i) {
@@ -351,14 +351,14 @@ public:
 
     // A count must not be negative, nor promise more records than the bytes left can hold.
     void CheckCount(std::int32_t count, std::size_t smallest, std::string_view field,
-                    std::size_t at, std::string_view what) {
+                    std::size_t at) {
         if (count < 0) {
             Fail(field, at, "the count " + std::to_string(count) + " is negative");
         }
         const auto needed = static_cast<std::uint64_t>(count) * smallest;
         if (needed > Remaining()) {
             Fail(field, at,
-                 std::to_string(count) + " " + std::string(what) + " need at least " +
+                 "the count " + std::to_string(count) + " needs at least " +
                      std::to_string(needed) + " bytes but only " + std::to_string(Remaining()) +
                      " are left in the file");
         }
@@ -518,8 +518,8 @@ Library ReadLibrary(std::string_view bytes) {
     in.Int32(formulaCount, "formula count");
     const std::size_t folderCountAt = in.Offset();
     in.Int32(folderCount, "folder count");
-    in.CheckCount(formulaCount, 0, "formula count", 0, "formulas");
-    in.CheckCount(folderCount, SmallestFolder(), "folder count", folderCountAt, "folders");
+    in.CheckCount(formulaCount, 0, "formula count", 0);
+    in.CheckCount(folderCount, SmallestFolder(), "folder count", folderCountAt);
 
     Library library;
     library.folders.resize(static_cast<std::size_t>(folderCount));
@@ -530,7 +530,7 @@ Library ReadLibrary(std::string_view bytes) {
     // The formula count stands ahead of the folders; only now is it known what is left for
     // the formulas.
     in.LeaveRecord();
-    in.CheckCount(formulaCount, SmallestFormula(), "formula count", 0, "formulas");
+    in.CheckCount(formulaCount, SmallestFormula(), "formula count", 0);
     library.formulas.resize(static_cast<std::size_t>(formulaCount));
     for (std::size_t i = 0; i < library.formulas.size(); ++i) {
         in.EnterFormula(i + 1);
