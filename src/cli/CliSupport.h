@@ -2,6 +2,8 @@
 // command group adds its subcommands to the one command line.
 #pragma once
 
+#include "formula/ScanFile.h"
+
 #include <CLI/CLI.hpp>
 #include <functional>
 #include <iosfwd>
@@ -32,6 +34,15 @@ void AddLibraryCommands(CLI::App& app, CliStreams streams, CliCommands& commands
 // A file named on the command line; "-" is standard input. Unreadable: says so on stderr.
 std::optional<std::string> ReadInput(const std::string& name, std::istream& in,
                                      std::ostream& err);
+// A scan file named on the command line ("-" is stdin), read and checked; its warnings go to
+// stderr. None, with the reason on stderr, when it cannot be read or is not a scan file.
+std::optional<ParsedScan> ReadScanFile(const std::string& name, std::istream& in,
+                                       std::ostream& err);
+// The scan generated with the indicator defaults of the settings file `registryFile` (the
+// default file when empty). The file is only read: a damaged one is reported on stderr and
+// left where it is.
+GeneratedScan GenerateWithSettings(const Scan& scan, const std::string& registryFile,
+                                   std::ostream& err);
 // How a file name appears in messages: "-" is "stdin".
 std::string DisplayName(const std::string& name);
 // Flushes the result; a failed write to stdout is a failure of the command.

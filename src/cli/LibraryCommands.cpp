@@ -5,8 +5,6 @@
 #include "library/LibraryBrowser.h"
 #include "library/LibraryFile.h"
 #include "library/LibraryScan.h"
-#include "settings/FileHive.h"
-#include "settings/ProgramSettings.h"
 #include "startup/AtomicFile.h"
 #include "startup/Codepage.h"
 
@@ -142,20 +140,9 @@ int Show(const LibraryOptions& options, bool asScan, std::ostream& out, std::ost
 }
 
 int Import(const LibraryOptions& options, std::istream& in, std::ostream& err) {
-    const auto text = ReadInput(options.scanFile, in, err);
-    if (!text) {
+    const auto parsed = ReadScanFile(options.scanFile, in, err);
+    if (!parsed) {
         return kExitBadInput;
-    }
-    const std::string shown = DisplayName(options.scanFile);
-    ParsedScan parsed;
-    try {
-        parsed = ParseScan(*text);
-    } catch (const ScanError& error) {
-        err << shown << ": " << error.what() << "\n";
-        return kExitBadInput;
-    }
-    for (const std::string& warning : parsed.warnings) {
-        err << shown << ": warning: " << warning << "\n";
     }
 
     int status = kExitOk;
@@ -174,7 +161,7 @@ int Import(const LibraryOptions& options, std::istream& in, std::ostream& err) {
         err << "\n";
         return kExitBadInput;
     }
-    const std::string name = options.importName.value_or(parsed.scan.name);
+    const std::string name = options.importName.value_or(parsed->scan.name);
     if (!IsValidFileName(name)) {
         err << Quoted(name)
             << " is not a valid formula name: letters, digits, blanks and # $ % & ' ( ) ! - / "
@@ -188,20 +175,13 @@ int Import(const LibraryOptions& options, std::istream& in, std::ostream& err) {
         return kExitBadInput;
     }
 
-    // The indicator defaults come from the settings, which import only reads.
-    FileHive hive(options.registryFile.empty() ? FileHive::DefaultPath()
-                                               : fs::path(options.registryFile),
-                  FileHive::Access::ReadOnly);
-    if (const auto report = hive.TakeLoadReport()) {
-        err << "warning: " << *report << "\n";
-    }
-    CProgramSettings settings = CProgramSettings::ForMarlindex(hive);
-    LibraryFormula formula = FormulaFromScan(parsed.scan, GenerateScan(parsed.scan, settings));
+    LibraryFormula formula = FormulaFromScan(
+        parsed->scan, GenerateWithSettings(parsed->scan, options.registryFile, err));
     formula.name = name;
-    formula.description = options.importDescription.value_or(parsed.scan.description);
+    formula.description = options.importDescription.value_or(parsed->scan.description);
     library->StoreFormula(std::move(formula), std::to_string(folder->id), existing);
     if (const auto problem = SaveLibraryFile(file, *library)) {
-        err << shown << ": " << problem->message << "\n";
+        err << problem->message << "\n";
         return problem->refused ? kExitBadInput : kExitFailure;
     }
     return kExitOk;

@@ -1,5 +1,6 @@
 // The command-line contract: what goes to stdout, what to stderr, and the exit status.
 #include "cli/CliCommands.h"
+#include "CliRunner.h"
 #include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
@@ -9,22 +10,8 @@
 namespace marlindex {
 namespace {
 
-struct Result {
-    int status = -1;
-    std::string out;
-    std::string err;
-};
-
-Result RunTool(std::vector<std::string> args, const std::string& input = "") {
-    std::istringstream in(input);
-    std::ostringstream out;
-    std::ostringstream err;
-    Result result;
-    result.status = RunCli(args, in, out, err);
-    result.out = out.str();
-    result.err = err.str();
-    return result;
-}
+using Result = test::CliResult;
+using test::RunTool;
 
 std::size_t Lines(const std::string& text) {
     return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));

@@ -1,5 +1,6 @@
 // marlindex-cli library: listing, showing, importing and exporting formulas, and the refusals
 // that leave the library as it was.
+#include "CliRunner.h"
 #include "cli/CliCommands.h"
 #include "formula/ScanFile.h"
 #include "library/LibraryFile.h"
@@ -12,11 +13,7 @@
 namespace marlindex {
 namespace {
 
-struct Result {
-    int status = -1;
-    std::string out;
-    std::string err;
-};
+using Result = test::CliResult;
 
 const std::string kScan = R"j({"name": "Oversold", "description": "RSI \u00e0 30",
   "analysis": "buy", "applyTo": "filter", "range": "lastDays", "rangeN": 12,
@@ -32,14 +29,7 @@ class LibraryCliTest : public ::testing::Test {
 protected:
     Result Run(std::vector<std::string> args, const std::string& input = "") {
         args.insert(args.begin(), {"library", "--program-folder", folder_.path().string()});
-        std::istringstream in(input);
-        std::ostringstream out;
-        std::ostringstream err;
-        Result result;
-        result.status = RunCli(args, in, out, err);
-        result.out = out.str();
-        result.err = err.str();
-        return result;
+        return test::RunTool(args, input);
     }
     Result Import(std::vector<std::string> extra, const std::string& scan = kScan) {
         std::vector<std::string> args{"import", "-", "--registry", registry_};
@@ -61,11 +51,7 @@ TEST_F(LibraryCliTest, ImportedScansAreListedShownAndExportedAsTheyWereGiven) {
 
     // show gives the stored formula exactly: the one generate writes for the same scan.
     const Result shown = Run({"show", "Buy Signals", "Oversold"});
-    std::istringstream in(kScan);
-    std::ostringstream generated;
-    std::ostringstream ignored;
-    RunCli({"generate", "--registry", registry_, "-"}, in, generated, ignored);
-    EXPECT_EQ(shown.out, generated.str());
+    EXPECT_EQ(shown.out, test::RunTool({"generate", "--registry", registry_, "-"}, kScan).out);
 
     // export writes the scan back: read again, it is the scan that was imported.
     const Result exported = Run({"export", "Buy Signals", "Oversold"});
@@ -158,12 +144,9 @@ TEST_F(LibraryCliTest, ExportAflWritesEveryFormulaWithItsCommentForAmiBroker) {
 TEST_F(LibraryCliTest, TheLibraryIsNamedByItsFolderOrByItselfNotBoth) {
     ASSERT_EQ(Import({"--folder", "Buy Signals"}).status, kExitOk);
     const std::string file = LibraryPath(folder_.path()).string();
-    std::istringstream in;
-    std::ostringstream out;
-    std::ostringstream err;
-    EXPECT_EQ(RunCli({"library", "--library", file, "list"}, in, out, err), kExitOk);
-    EXPECT_EQ(out.str(), "Buy Signals\tOversold\tbuy\n");
-    EXPECT_EQ(RunCli({"library", "--library", file, "--program-folder", "x", "list"}, in, out, err),
+    EXPECT_EQ(test::RunTool({"library", "--library", file, "list"}).out,
+              "Buy Signals\tOversold\tbuy\n");
+    EXPECT_EQ(test::RunTool({"library", "--library", file, "--program-folder", "x", "list"}).status,
               kExitBadInput);
     EXPECT_EQ(Run({"show", "Buy Signals", "Missing"}).status, kExitBadInput);
 }
