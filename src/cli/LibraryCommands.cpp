@@ -226,8 +226,7 @@ int ExportAfl(const LibraryOptions& options, std::ostream& out, std::ostream& er
             path = folder / (base + " (" + std::to_string(n) + ").afl");
         }
         std::vector<std::string> conditions;
-        const auto used =
-            std::min(static_cast<std::size_t>(std::max(formula.rowCount, 0)), formula.rows.size());
+        const std::size_t used = formula.UsedRows();
         for (std::size_t row = 0; row < used; ++row) {
             conditions.push_back(formula.rows[row].rowText);
         }

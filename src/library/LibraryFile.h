@@ -6,6 +6,7 @@
 
 #include "formula/ConditionRecord.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -47,6 +48,12 @@ struct LibraryFormula {
     std::optional<std::int32_t> rowsLowerBound;
 
     bool operator==(const LibraryFormula&) const = default;
+
+    // The rows in use: the row count, as far as the rows array backs it (a file may count a
+    // pending row that was never written).
+    std::size_t UsedRows() const {
+        return rowCount <= 0 ? 0 : std::min(static_cast<std::size_t>(rowCount), rows.size());
+    }
 };
 
 struct Library {

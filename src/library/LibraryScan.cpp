@@ -1,7 +1,5 @@
 #include "library/LibraryScan.h"
 
-#include <algorithm>
-
 namespace marlindex {
 
 LibraryFormula FormulaFromScan(const Scan& scan, const GeneratedScan& generated) {
@@ -32,8 +30,7 @@ std::string ExportScan(const LibraryFormula& formula) {
     scan.range = formula.rangeMode;
     scan.rangeN = formula.rangeCount;
     scan.filter = formula.filter;
-    const auto used =
-        std::min(static_cast<std::size_t>(std::max(formula.rowCount, 0)), formula.rows.size());
+    const std::size_t used = formula.UsedRows();
     for (std::size_t i = 0; i < used; ++i) {
         const ConditionRecord& record = formula.rows[i];
         ScanRow row;

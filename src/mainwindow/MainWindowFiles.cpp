@@ -138,9 +138,7 @@ void MainWindowFiles::RestoreFormula(const LibraryFormula& formula) {
     w.txtForumlae.text = formula.formulaText;
     w.txtForumlae.runs = ColourRuns(std::string_view(formula.formulaText));
 
-    // A row count the rows do not back (a file's pending row that was never written) shows
-    // only the rows there are.
-    const std::size_t count = std::min(Index(formula.rowCount), formula.rows.size());
+    const std::size_t count = formula.UsedRows();
     ConditionRecordList records(formula.rows.begin(),
                                 formula.rows.begin() + static_cast<std::ptrdiff_t>(count));
     // Clear All has left the grid blank; a long formula needs more rows than it has.
