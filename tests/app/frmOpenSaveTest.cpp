@@ -49,6 +49,10 @@ private:
         return browser;
     }
 
+    template <class Widget> static Widget* Child(const QWidget& form, const char* name) {
+        return form.findChild<Widget*>(QString::fromLatin1(name));
+    }
+
     static QTreeWidgetItem* Find(QTreeWidget* tree, const QString& text) {
         const auto found = tree->findItems(text, Qt::MatchExactly | Qt::MatchRecursive);
         return found.isEmpty() ? nullptr : found.front();
@@ -70,11 +74,10 @@ private slots:
         WriteSampleLibrary();
         auto browser = Load(kModeOpen, "Open File", "&Open");
         frmOpenSave form(*browser, prompts);
-        auto* tree = form.findChild<QTreeWidget*>(QStringLiteral("TreeView1"));
+        auto* tree = Child<QTreeWidget>(form, "TreeView1");
         QVERIFY(tree != nullptr);
         QCOMPARE(form.windowTitle(), QStringLiteral("Open File"));
-        QCOMPARE(form.findChild<QPushButton*>(QStringLiteral("btnOK"))->text(),
-                 QStringLiteral("&Open"));
+        QCOMPARE(Child<QPushButton>(form, "btnOK")->text(), QStringLiteral("&Open"));
         QCOMPARE(tree->topLevelItemCount(), 1);
         QTreeWidgetItem* root = tree->topLevelItem(0);
         QCOMPARE(root->text(0), QStringLiteral("Scans and Explorations"));
@@ -82,12 +85,11 @@ private slots:
         QCOMPARE(root->child(0)->childCount(), 2);
 
         tree->setCurrentItem(Find(tree, QStringLiteral("Volume spike")));
-        QCOMPARE(form.findChild<QLineEdit*>(QStringLiteral("Text1"))->text(),
-                 QStringLiteral("Volume spike"));
-        QCOMPARE(form.findChild<QPlainTextEdit*>(QStringLiteral("RichTextBox1"))->toPlainText(),
+        QCOMPARE(Child<QLineEdit>(form, "Text1")->text(), QStringLiteral("Volume spike"));
+        QCOMPARE(Child<QPlainTextEdit>(form, "RichTextBox1")->toPlainText(),
                  QStringLiteral("Volume at least twice its 20-day average."));
 
-        QTest::mouseClick(form.findChild<QPushButton*>(QStringLiteral("btnOK")), Qt::LeftButton);
+        QTest::mouseClick(Child<QPushButton>(form, "btnOK"), Qt::LeftButton);
         QCOMPARE(form.result(), int(QDialog::Accepted));
         QCOMPARE(window.restored.size(), std::size_t{1});
         QCOMPARE(window.restored[0].name, std::string("Volume spike"));
@@ -96,14 +98,14 @@ private slots:
     void savingTypedNameAndDescription() {
         auto browser = Load(kModeSave, "Save exploration as", "&Save");
         frmOpenSave form(*browser, prompts);
-        auto* tree = form.findChild<QTreeWidget*>(QStringLiteral("TreeView1"));
+        auto* tree = Child<QTreeWidget>(form, "TreeView1");
         tree->setCurrentItem(Find(tree, QStringLiteral("Buy Signals")));
-        QTest::keyClicks(form.findChild<QLineEdit*>(QStringLiteral("Text1")), "Swing");
-        auto* description = form.findChild<QPlainTextEdit*>(QStringLiteral("RichTextBox1"));
+        QTest::keyClicks(Child<QLineEdit>(form, "Text1"), "Swing");
+        auto* description = Child<QPlainTextEdit>(form, "RichTextBox1");
         QTest::keyClicks(description, "two lines");
         QTest::keyClick(description, Qt::Key_Return);
         QTest::keyClicks(description, "of text");
-        QTest::mouseClick(form.findChild<QPushButton*>(QStringLiteral("btnOK")), Qt::LeftButton);
+        QTest::mouseClick(Child<QPushButton>(form, "btnOK"), Qt::LeftButton);
 
         QCOMPARE(form.result(), int(QDialog::Accepted));
         const Library saved = ReadLibrary(test::ReadBytes(file));
@@ -116,7 +118,7 @@ private slots:
     void folderRenameAndPaste() {
         auto browser = Load(kModeSave, "Save scan as", "&Save");
         frmOpenSave form(*browser, prompts);
-        auto* tree = form.findChild<QTreeWidget*>(QStringLiteral("TreeView1"));
+        auto* tree = Child<QTreeWidget>(form, "TreeView1");
         QTreeWidgetItem* item = Find(tree, QStringLiteral("Sell Signals"));
         QVERIFY(item->flags().testFlag(Qt::ItemIsEditable));
         QVERIFY(!tree->topLevelItem(0)->flags().testFlag(Qt::ItemIsEditable));
@@ -128,8 +130,8 @@ private slots:
         QCOMPARE(ReadLibrary(test::ReadBytes(file)).folders[2].name, std::string("Exits"));
 
         QApplication::clipboard()->setText(QStringLiteral("pasted"));
-        form.findChild<QAction*>(QStringLiteral("mPaste"))->trigger();
-        QCOMPARE(form.findChild<QPlainTextEdit*>(QStringLiteral("RichTextBox1"))->toPlainText(),
+        Child<QAction>(form, "mPaste")->trigger();
+        QCOMPARE(Child<QPlainTextEdit>(form, "RichTextBox1")->toPlainText(),
                  QStringLiteral("pasted"));
         QCOMPARE(browser->RichTextBox1.text, std::string("pasted"));
     }
@@ -141,8 +143,7 @@ private slots:
         frmOpenSave form(*browser, prompts);
         form.show();
         QVERIFY(QTest::qWaitForWindowExposed(&form));
-        QCOMPARE(form.findChild<QLineEdit*>(QStringLiteral("Text1"))->text(),
-                 QStringLiteral("Oversold RSI"));
+        QCOMPARE(Child<QLineEdit>(form, "Text1")->text(), QStringLiteral("Oversold RSI"));
         test::SaveScreenshot(form, QStringLiteral("library-dialog"));
     }
 };

@@ -135,20 +135,13 @@ TEST_F(LibraryCliTest, ExportAflWritesEveryFormulaWithItsCommentForAmiBroker) {
     const std::string afl = test::ReadBytes(first);
     EXPECT_EQ(afl.rfind("/* Create date: ", 0), 0u);
     EXPECT_NE(afl.find("\r\nRSI of the current bar is less than 30 OR ("), std::string::npos);
-    const std::string formula = Run({"show", "Buy Signals", "Oversold"}).out;
+    const std::string formula =
+        test::RunTool({"library", "--library", LibraryPath(folder_.path()).string(), "show",
+                       "Buy Signals", "Oversold"})
+            .out;
     EXPECT_EQ(afl.substr(afl.size() - formula.size()), formula);
     EXPECT_EQ(afl.substr(afl.find("*/\r\n\r\n") + 6), formula);
     EXPECT_TRUE(std::filesystem::exists(second));
-}
-
-TEST_F(LibraryCliTest, TheLibraryIsNamedByItsFolderOrByItselfNotBoth) {
-    ASSERT_EQ(Import({"--folder", "Buy Signals"}).status, kExitOk);
-    const std::string file = LibraryPath(folder_.path()).string();
-    EXPECT_EQ(test::RunTool({"library", "--library", file, "list"}).out,
-              "Buy Signals\tOversold\tbuy\n");
-    EXPECT_EQ(test::RunTool({"library", "--library", file, "--program-folder", "x", "list"}).status,
-              kExitBadInput);
-    EXPECT_EQ(Run({"show", "Buy Signals", "Missing"}).status, kExitBadInput);
 }
 
 } // namespace
