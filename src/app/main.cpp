@@ -4,6 +4,7 @@
 #include "amibroker/LocalBroker.h"
 #include "app/QtPrompts.h"
 #include "filter/FilterTree.h"
+#include "library/LibraryInstall.h"
 #include "mainwindow/frmMain.h"
 #include "settings/FileHive.h"
 #include "settings/ProgramSettings.h"
@@ -114,10 +115,14 @@ int main(int argc, char* argv[]) {
 
     switch (arguments.action) {
     case StartupAction::Install:
+        // The installer's step: back up the library and convert it; no window.
+        return RunInstallStep(arguments.programFolder
+                                  ? std::filesystem::path(*arguments.programFolder)
+                                  : DefaultProgramFolder(),
+                              CurrentTimeHhmmss(), std::cerr);
     case StartupAction::Uninstall:
-        // The install and uninstall steps belong to the installer; they never show a window.
-        std::cerr << "marlindex: the " << (arguments.action == StartupAction::Install ? "I" : "U")
-                  << " step is not available in this version.\n";
+        // Removing the Custom Tools entry belongs to the AmiBroker link; no window either way.
+        std::cerr << "marlindex: the U step is not available in this version.\n";
         return 0;
     case StartupAction::ShowMainWindow:
         break;

@@ -17,6 +17,7 @@ int RunCli(const std::vector<std::string>& args, std::istream& in, std::ostream&
     AddFormulaCommands(app, streams, commands);
     AddFilterCommands(app, streams, commands);
     AddPreferencesCommands(app, streams, commands);
+    AddLibraryCommands(app, streams, commands);
 
     std::vector<const char*> argv{"marlindex-cli"};
     for (const std::string& arg : args) {

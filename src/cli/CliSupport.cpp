@@ -1,6 +1,8 @@
 #include "cli/CliSupport.h"
 
 #include "cli/CliCommands.h"
+#include "settings/FileHive.h"
+#include "settings/ProgramSettings.h"
 #include "startup/AtomicFile.h"
 
 #include <iostream>
@@ -20,6 +22,38 @@ std::optional<std::string> ReadInput(const std::string& name, std::istream& in, 
         err << name << ": cannot read the file: " << error.message() << "\n";
     }
     return bytes;
+}
+
+std::optional<ParsedScan> ReadScanFile(const std::string& name, std::istream& in,
+                                       std::ostream& err) {
+    const auto text = ReadInput(name, in, err);
+    if (!text) {
+        return std::nullopt;
+    }
+    const std::string shown = DisplayName(name);
+    ParsedScan parsed;
+    try {
+        parsed = ParseScan(*text);
+    } catch (const ScanError& error) {
+        err << shown << ": " << error.what() << "\n";
+        return std::nullopt;
+    }
+    for (const std::string& warning : parsed.warnings) {
+        err << shown << ": warning: " << warning << "\n";
+    }
+    return parsed;
+}
+
+GeneratedScan GenerateWithSettings(const Scan& scan, const std::string& registryFile,
+                                   std::ostream& err) {
+    FileHive hive(registryFile.empty() ? FileHive::DefaultPath()
+                                       : std::filesystem::path(registryFile),
+                  FileHive::Access::ReadOnly);
+    if (const auto report = hive.TakeLoadReport()) {
+        err << "warning: " << *report << "\n";
+    }
+    CProgramSettings settings = CProgramSettings::ForMarlindex(hive);
+    return GenerateScan(scan, settings);
 }
 
 std::string DisplayName(const std::string& name) {

@@ -2,6 +2,7 @@
 // command group adds its subcommands to the one command line.
 #pragma once
 
+#include "formula/ScanFile.h"
 #include "settings/FileHive.h"
 
 #include <CLI/CLI.hpp>
@@ -36,9 +37,20 @@ void AddFilterCommands(CLI::App& app, CliStreams streams, CliCommands& commands)
 std::optional<std::string> ReadFilterExpression(const std::string& databaseFolder,
                                                 std::ostream& err);
 void AddPreferencesCommands(CLI::App& app, CliStreams streams, CliCommands& commands);
+void AddLibraryCommands(CLI::App& app, CliStreams streams, CliCommands& commands);
 
 // A file named on the command line; "-" is standard input. Unreadable: says so on stderr.
-std::optional<std::string> ReadInput(const std::string& name, std::istream& in, std::ostream& err);
+std::optional<std::string> ReadInput(const std::string& name, std::istream& in,
+                                     std::ostream& err);
+// A scan file named on the command line ("-" is stdin), read and checked; its warnings go to
+// stderr. None, with the reason on stderr, when it cannot be read or is not a scan file.
+std::optional<ParsedScan> ReadScanFile(const std::string& name, std::istream& in,
+                                       std::ostream& err);
+// The scan generated with the indicator defaults of the settings file `registryFile` (the
+// default file when empty). The file is only read: a damaged one is reported on stderr and
+// left where it is.
+GeneratedScan GenerateWithSettings(const Scan& scan, const std::string& registryFile,
+                                   std::ostream& err);
 // How a file name appears in messages: "-" is "stdin".
 std::string DisplayName(const std::string& name);
 // The settings file of --registry (`file`; the default file when empty). What went wrong

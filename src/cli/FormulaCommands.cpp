@@ -3,8 +3,6 @@
 #include "formula/ColourRendering.h"
 #include "formula/Colouring.h"
 #include "formula/ScanFile.h"
-#include "settings/FileHive.h"
-#include "settings/ProgramSettings.h"
 #include "startup/Codepage.h"
 
 #include <iostream>
@@ -23,33 +21,19 @@ struct GenerateOptions {
 
 int Generate(const GenerateOptions& options, std::istream& in, std::ostream& out,
              std::ostream& err) {
-    const auto text = ReadInput(options.scanFile, in, err);
-    if (!text) {
+    const auto parsed = ReadScanFile(options.scanFile, in, err);
+    if (!parsed) {
         return kExitBadInput;
     }
-    const std::string shown = DisplayName(options.scanFile);
-    ParsedScan parsed;
-    try {
-        parsed = ParseScan(*text);
-    } catch (const ScanError& error) {
-        err << shown << ": " << error.what() << "\n";
-        return kExitBadInput;
-    }
-    for (const std::string& warning : parsed.warnings) {
-        err << shown << ": warning: " << warning << "\n";
-    }
+    Scan scan = parsed->scan;
     if (!options.databaseFolder.empty()) {
         std::optional<std::string> filter = ReadFilterExpression(options.databaseFolder, err);
         if (!filter) {
             return kExitBadInput;
         }
-        parsed.scan.filter = std::move(*filter);
+        scan.filter = std::move(*filter);
     }
-
-    // generate only reads the settings: a damaged file is reported and left where it is.
-    FileHive hive = OpenSettingsFile(options.registryFile, FileHive::Access::ReadOnly, err);
-    CProgramSettings settings = CProgramSettings::ForMarlindex(hive);
-    const GeneratedScan generated = GenerateScan(parsed.scan, settings);
+    const GeneratedScan generated = GenerateWithSettings(scan, options.registryFile, err);
 
     if (options.describe) {
         for (const std::string& row : generated.rowTexts) {

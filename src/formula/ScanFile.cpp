@@ -401,6 +401,74 @@ ParsedScan ParseScan(std::string_view text) {
     return parsed;
 }
 
+std::string WriteScan(const Scan& scan) {
+    using ordered = nlohmann::ordered_json;
+    const auto indicator = [](int index) {
+        return IsIndicatorIndex(index) ? ordered(Indicator(index).displayName) : ordered(index);
+    };
+    ordered rows = ordered::array();
+    for (const ScanRow& row : scan.rows) {
+        const EditorState& s = row.state;
+        ordered out = ordered::object();
+        if (!rows.empty()) {
+            out["joiner"] = row.joiner;
+        }
+        if (row.openBrackets != 0) {
+            out["open"] = row.openBrackets;
+        }
+        if (row.closeBrackets != 0) {
+            out["close"] = row.closeBrackets;
+        }
+        if (s.indicator1) {
+            out["indicator1"] = indicator(*s.indicator1);
+        }
+        if (!s.option1.empty()) {
+            out["option1"] = s.option1;
+        }
+        out["bars1"] = s.tp1;
+        if (s.modify1On) {
+            out["modify1"] = {{"op", s.modify1Operation}, {"amount", s.modify1}};
+        }
+        if (s.comparison) {
+            out["comparison"] = IsComparisonIndex(*s.comparison)
+                                    ? ordered(Comparison(*s.comparison).text)
+                                    : ordered(*s.comparison);
+        }
+        if (!s.comparisonType.empty()) {
+            out["target"] = s.comparisonType;
+        }
+        if (s.indicator2) {
+            out["indicator2"] = indicator(*s.indicator2);
+        }
+        if (!s.option2.empty()) {
+            out["option2"] = s.option2;
+        }
+        out["bars2"] = s.tp2;
+        if (s.modify2On) {
+            out["modify2"] = {
+                {"op", s.modify2Operation}, {"amount", s.modify2}, {"unit", s.modify2Unit}};
+        }
+        out["value"] = s.value1;
+        rows.push_back(std::move(out));
+    }
+    static constexpr const char* kAnalyses[] = {"exploration", "buy", "sell"};
+    static constexpr const char* kApplyTo[] = {"all", "current", "filter"};
+    static constexpr const char* kRanges[] = {"all", "lastBars", "lastDays"};
+    const auto pick = [](const char* const(&names)[3], int value) {
+        return names[value == 0 ? 0 : value == 1 ? 1 : 2];
+    };
+    ordered document = ordered::object();
+    document["name"] = scan.name;
+    document["description"] = scan.description;
+    document["analysis"] = pick(kAnalyses, static_cast<int>(scan.analysis));
+    document["applyTo"] = pick(kApplyTo, scan.applyTo);
+    document["range"] = pick(kRanges, scan.range);
+    document["rangeN"] = scan.rangeN;
+    document["filter"] = scan.filter;
+    document["rows"] = std::move(rows);
+    return document.dump(2) + "\n";
+}
+
 GeneratedScan GenerateScan(const Scan& scan, CProgramSettings& settings) {
     GeneratedScan generated;
     int gridCount = 0;

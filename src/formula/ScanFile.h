@@ -61,6 +61,11 @@ struct ParsedScan {
 // catalogues do not offer, negative bar counts, bracket counts outside 0..32767.
 ParsedScan ParseScan(std::string_view json);
 
+// The scan file of `scan`, laid out for people to read (two-space indents, fields in the
+// order ParseScan documents). Indicators and comparisons are written by name. ParseScan reads
+// it back to the same scan when the rows hold conditions the editor can make.
+std::string WriteScan(const Scan& scan);
+
 struct GeneratedScan {
     ConditionRecordList records;
     std::vector<std::string> rowTexts; // the condition grid's rows

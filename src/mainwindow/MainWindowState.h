@@ -27,7 +27,7 @@ struct RunServices {
     Broker* broker = nullptr;
     // The program's folder, a subfolder of the analysis application's folder.
     std::string programFolder;
-    // Today as "dd MMM yyyy" (see FormatCreateDate).
+    // Today as "dd MMM yyyy" (see FormatCommentDate).
     std::string today;
     std::function<void()> letEventsRun;
     std::function<void()> minimiseWindow;
@@ -40,14 +40,6 @@ struct RunOutcome {
     std::string runFile;  // the formula file written, "" when none was
     std::string error;    // why the run stopped early, "" when it did not
 };
-
-// "05 Mar 2026": two-digit day, English month abbreviation, four-digit year.
-std::string FormatCreateDate(int year, unsigned month, unsigned day);
-
-// The run file's header comment (and the Copy command's): the date and each row's grid text
-// followed by one blank, then the formula.
-std::string CommentedFormula(const std::string& today, const std::vector<std::string>& rowTexts,
-                             const std::string& formula);
 
 // Where the run file goes: the program folder's last 9 characters (the folder name
 // "Marlindex") are cut, leaving the analysis application's folder; version 4.7 and later keep
@@ -251,6 +243,10 @@ public:
     RunOutcome btnRun_Click(const RunServices& services);
     // The grid texts of the rows in use, 0 to GridCount - 1.
     std::vector<std::string> RowTexts() const;
+    // ---- restoring a formula from the library (MainWindowRestore.cpp) ----
+    // Puts back the condition records and the condition code exactly as they were saved;
+    // the caller refills the grid from the records' row texts.
+    void RestoreConditions(ConditionRecordList records, std::string conditionCode);
 
 private:
     // Only the control the user is working in regenerates the formula; changes the program

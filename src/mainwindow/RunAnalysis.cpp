@@ -1,10 +1,10 @@
 // The run options' persistence, the View menu switches and Run.
 #include "mainwindow/MainWindowState.h"
+#include "library/FormulaComment.h"
 #include "startup/AtomicFile.h"
 #include "startup/Codepage.h"
 #include "startup/TextHelpers.h"
 
-#include <array>
 #include <charconv>
 #include <cstdlib>
 #include <filesystem>
@@ -42,22 +42,6 @@ float ReadVersion(const std::string& version) {
 }
 
 } // namespace
-
-std::string FormatCreateDate(int year, unsigned month, unsigned day) {
-    static constexpr std::array<const char*, 12> kMonths{"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                                         "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
-    const char* name = month >= 1 && month <= 12 ? kMonths[month - 1] : "???";
-    return (day < 10 ? "0" : "") + std::to_string(day) + " " + name + " " + std::to_string(year);
-}
-
-std::string CommentedFormula(const std::string& today, const std::vector<std::string>& rowTexts,
-                             const std::string& formula) {
-    std::string text = "/* Create date: " + today + "\r\n";
-    for (const std::string& row : rowTexts) {
-        text += row + " ";
-    }
-    return text + "*/\r\n\r\n" + formula;
-}
 
 std::string RunFilePath(const std::string& programFolder, const std::string& version) {
     if (programFolder.size() <= kProgramFolderNameLength) {

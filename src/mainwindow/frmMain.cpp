@@ -4,6 +4,9 @@
 #include "about/frmAbout.h"
 #include "filter/FilterTree.h"
 #include "filter/frmFilter.h"
+#include "library/FormulaComment.h"
+#include "library/frmOpenSave.h"
+#include "mainwindow/MainWindowFiles.h"
 #include "preferences/frmPreferences.h"
 
 #include <QApplication>
@@ -141,6 +144,13 @@ frmMain::BoxText frmMain::ToBoxText(const std::string& utf8, const std::vector<F
 frmMain::frmMain(MainWindowState& state, Services services, QWidget* parent)
     : QMainWindow(parent), state_(&state), services_(std::move(services)) {
     setObjectName(QStringLiteral("frmMain"));
+    if (services_.prompts != nullptr) {
+        files_ = std::make_unique<MainWindowFiles>(
+            *state_, services_.programFolder, *services_.prompts, [this](LibraryBrowser& browser) {
+                frmOpenSave dialog(browser, *services_.prompts, this);
+                dialog.exec();
+            });
+    }
 
     BuildMenus();
     BuildToolbar();
@@ -195,6 +205,8 @@ frmMain::frmMain(MainWindowState& state, Services services, QWidget* parent)
 }
 
 frmMain::~frmMain() {
+    // The remembered library record and the dialog callback go before the window does.
+    files_.reset();
     if (services_.filter != nullptr) {
         services_.filter->SetExpressionListener({});
     }
@@ -223,17 +235,29 @@ void frmMain::BuildMenus() {
     mExit_ = Named(file->addAction(tr("E&xit")), "mExit");
     mExit_->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
 
-    // The formula library arrives in a later version; its commands are shown so the menu
-    // keeps its shape, and are off until then.
-    for (QAction* later : {mOpen_, mSave_, mSaveAs_}) {
-        later->setEnabled(false);
+    for (QAction* library : {mOpen_, mSave_, mSaveAs_}) {
+        library->setEnabled(files_ != nullptr);
     }
+    mOpen_->setStatusTip(tr("Open a formula from the library"));
+    mSave_->setStatusTip(tr("Save the formula in the library"));
+    mSaveAs_->setStatusTip(tr("Save the formula in the library under a new name"));
+    connect(mOpen_, &QAction::triggered, this,
+            [this] { FileCommand([](MainWindowFiles& files) { files.mOpen_Click(); }); });
+    connect(mSave_, &QAction::triggered, this,
+            [this] { FileCommand([](MainWindowFiles& files) { files.mSave_Click(); }); });
+    connect(mSaveAs_, &QAction::triggered, this,
+            [this] { FileCommand([](MainWindowFiles& files) { files.mSaveAs_Click(); }); });
     mPreferences_->setEnabled(services_.settings != nullptr);
     mPreferences_->setStatusTip(tr("Set the default periods and arrays of the indicators"));
     connect(mPreferences_, &QAction::triggered, this, [this] { ShowPreferences(); });
 
-    connect(mNew_, &QAction::triggered, this,
-            [this] { Handle([](MainWindowState& w) { w.btnClearAll_Click(); }); });
+    connect(mNew_, &QAction::triggered, this, [this] {
+        if (files_ != nullptr) {
+            FileCommand([](MainWindowFiles& files) { files.mNew_Click(); });
+        } else {
+            Handle([](MainWindowState& w) { w.btnClearAll_Click(); });
+        }
+    });
     connect(mCopy_, &QAction::triggered, this, [this] { CopyFormula(); });
     connect(mExit_, &QAction::triggered, this, &QWidget::close);
 
@@ -700,7 +724,7 @@ void frmMain::Run() {
     services.broker = services_.broker;
     services.programFolder = services_.programFolder;
     const QDate today = QDate::currentDate();
-    services.today = FormatCreateDate(today.year(), static_cast<unsigned>(today.month()),
+    services.today = FormatCommentDate(today.year(), static_cast<unsigned>(today.month()),
                                       static_cast<unsigned>(today.day()));
     services.letEventsRun = [] { QCoreApplication::processEvents(); };
     services.minimiseWindow = [this] { showMinimized(); };
@@ -717,11 +741,23 @@ void frmMain::Run() {
 
 void frmMain::CopyFormula() {
     const QDate today = QDate::currentDate();
-    const std::string date = FormatCreateDate(today.year(), static_cast<unsigned>(today.month()),
+    const std::string date = FormatCommentDate(today.year(), static_cast<unsigned>(today.month()),
                                               static_cast<unsigned>(today.day()));
     const std::string text = CommentedFormula(date, state_->RowTexts(), state_->txtForumlae.text);
     QGuiApplication::clipboard()->setText(Q(text));
     statusBar()->showMessage(tr("The formula is on the clipboard."));
+}
+
+void frmMain::FileCommand(const std::function<void(MainWindowFiles&)>& command) {
+    if (files_ == nullptr) {
+        return;
+    }
+    try {
+        command(*files_);
+    } catch (const std::exception& error) {
+        statusBar()->showMessage(tr("Could not complete that: %1").arg(Q(error.what())));
+    }
+    Mirror();
 }
 
 void frmMain::OpenHelpFile(const char* fileName, const QString& what) {

@@ -7,6 +7,7 @@
 #include "startup/UserPrompts.h"
 
 #include <QMainWindow>
+#include <memory>
 #include <QString>
 #include <functional>
 #include <string>
@@ -27,6 +28,7 @@ class QToolBar;
 namespace marlindex {
 
 class FilterTree;
+class MainWindowFiles;
 
 class frmMain : public QMainWindow {
     Q_OBJECT
@@ -80,6 +82,8 @@ private:
     void ShowContextMenu(const QPoint& globalPosition);
     void Run();
     void CopyFormula();
+    // Runs a library command, then shows the state (the caption follows the formula's name).
+    void FileCommand(const std::function<void(MainWindowFiles&)>& command);
     void OpenHelpFile(const char* fileName, const QString& what);
     void ShowAbout();
     void ShowFilter();
@@ -119,6 +123,9 @@ private:
     QAction *mHelpContents_, *mReadMe_, *mAbout_;
     QToolBar* Toolbar1_;
     QLabel* rowStatus_;
+
+    // The library commands (New, Open, Save, Save As, Copy); none without prompts to ask with.
+    std::unique_ptr<MainWindowFiles> files_;
 };
 
 } // namespace marlindex

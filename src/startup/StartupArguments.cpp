@@ -58,13 +58,15 @@ StartupArguments ParseStartupArguments(const std::vector<std::string>& args) {
 }
 
 std::filesystem::path DefaultProgramFolder() {
+    // Relative values are ignored, as the XDG base directory rules ask.
     std::filesystem::path data;
-    if (const char* xdg = std::getenv("XDG_DATA_HOME"); xdg != nullptr && *xdg != '\0') {
+    if (const char* xdg = std::getenv("XDG_DATA_HOME");
+        xdg != nullptr && std::filesystem::path(xdg).is_absolute()) {
         data = xdg;
     } else if (const char* home = std::getenv("HOME"); home != nullptr && *home != '\0') {
         data = std::filesystem::path(home) / ".local" / "share";
     } else {
-        data = std::filesystem::temp_directory_path();
+        data = std::filesystem::path(".local") / "share";
     }
     return data / "marlindex" / "Marlindex";
 }

@@ -22,6 +22,7 @@
 #include <QTextBlock>
 #include <QTextEdit>
 #include <QTimer>
+#include <QToolBar>
 #include <memory>
 
 using namespace marlindex;
@@ -261,6 +262,19 @@ private slots:
         QVERIFY(Widget<QTextEdit>("txtForumlae")
                     ->toPlainText()
                     .startsWith(QStringLiteral("Filter = ( MarketID(1) == \"NYSE\" )\nAND RSIa")));
+    }
+
+    void fileCommandsAndToolbarAreAvailable() {
+        QVERIFY(!Widget<QAction>("mCopy")->isEnabled()); // nothing to copy yet
+        BuildWorkedExample();
+        for (const char* name : {"mNew", "mOpen", "mSave", "mSaveAs", "mCopy", "mPreferences"}) {
+            QVERIFY2(Widget<QAction>(name)->isEnabled(), name);
+        }
+        QStringList buttons;
+        for (QAction* action : Widget<QToolBar>("Toolbar1")->actions()) {
+            buttons << action->iconText();
+        }
+        QCOMPARE(buttons, QStringList({"New", "Open", "Save", "Copy", "Preferences"}));
     }
 
     void closingStoresTheRunOptions() {

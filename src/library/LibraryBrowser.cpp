@@ -1,0 +1,425 @@
+#include "library/LibraryBrowser.h"
+
+#include "startup/AtomicFile.h"
+#include "startup/Codepage.h"
+
+#include <algorithm>
+#include <charconv>
+#include <map>
+#include <set>
+
+namespace marlindex {
+
+namespace {
+
+constexpr const char* kSaveErrorTitle = "Save error";
+constexpr const char* kFileManagementTitle = "File management";
+constexpr const char* kLibraryTitle = "Formula library";
+
+std::string FolderKey(std::int32_t id) {
+    return std::to_string(id) + "X";
+}
+
+std::string FormulaKey(std::size_t number) {
+    return std::to_string(number) + "Z";
+}
+
+bool IsFolderKey(std::string_view key) {
+    return !key.empty() && key.back() == 'X';
+}
+
+bool IsFormulaKey(std::string_view key) {
+    return !key.empty() && key.back() == 'Z';
+}
+
+// The number in front of a folder's or formula's key; 0 for any other key.
+std::int32_t KeyNumber(std::string_view key) {
+    key.remove_suffix(key.empty() ? 0 : 1);
+    std::int32_t value = 0;
+    const auto [end, error] = std::from_chars(key.data(), key.data() + key.size(), value);
+    return error == std::errc() && end == key.data() + key.size() ? value : 0;
+}
+
+} // namespace
+
+bool IsValidFileName(std::string_view name) {
+    if (name.empty() || (name.front() >= '0' && name.front() <= '9')) {
+        return false;
+    }
+    return std::all_of(name.begin(), name.end(), [](char c) {
+        return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') ||
+               (c >= '#' && c <= ')') || c == ' ' || c == '!' || c == '-' || c == '/' || c == '@' ||
+               c == '_' || c == '{' || c == '}' || c == '~';
+    });
+}
+
+LibraryBrowser::LibraryBrowser(std::filesystem::path libraryFile, std::string mode,
+                               FormulaWindow& window, UserPrompts& prompts)
+    : file_(std::move(libraryFile)), mode_(std::move(mode)), window_(&window), prompts_(&prompts) {}
+
+bool LibraryBrowser::Form_Load() {
+    LibraryLoad load = LoadLibraryFile(file_);
+    switch (load.status) {
+    case LibraryLoad::Status::Read:
+    case LibraryLoad::Status::Missing:
+        library_ = std::move(load.library);
+        break;
+    case LibraryLoad::Status::Unreadable:
+        prompts_->Inform(kLibraryTitle, load.problem, PromptIcon::Exclamation);
+        return false;
+    case LibraryLoad::Status::Damaged: {
+        // The damaged file is never written over: a new library starts only when the user
+        // agrees, and the old file is kept under another name first.
+        if (!prompts_->AskYesNo(kLibraryTitle,
+                                "The formula library cannot be read.\r\n" + load.problem +
+                                    "\r\n\r\nStart a new library? The damaged file is kept "
+                                    "beside it under a new name.",
+                                PromptIcon::Exclamation)) {
+            return false;
+        }
+        const auto aside = KeepAside(file_, ".bad");
+        if (!aside) {
+            prompts_->Inform(kLibraryTitle,
+                             "The damaged library could not be moved aside, so no new library "
+                             "was started.",
+                             PromptIcon::Exclamation);
+            return false;
+        }
+        prompts_->Inform(kLibraryTitle,
+                         "The damaged library was kept as " + aside->filename().string() + ".");
+        library_ = DefaultLibrary();
+        break;
+    }
+    }
+    GiveFoldersUniqueIds();
+    BuildTree();
+
+    // The formula the window came from, if it is still there, is where the dialog starts.
+    const LibraryRecordRef& record = window_->LibraryRecord();
+    const LibraryFormula* formula = library_.Formula(record.number);
+    if (formula != nullptr && formula->name == record.name && formula->folder == record.folder) {
+        TreeView1_NodeClick(FormulaKey(static_cast<std::size_t>(record.number)));
+    } else {
+        Text1 = window_->ScanName();
+    }
+    UpdateMenus();
+    return true;
+}
+
+void LibraryBrowser::GiveFoldersUniqueIds() {
+    std::set<std::int32_t> seen;
+    for (LibraryFolder& folder : library_.folders) {
+        if (!seen.insert(folder.id).second) {
+            folder.id = library_.UnusedFolderId();
+            seen.insert(folder.id);
+        }
+    }
+}
+
+// ---- tree ----
+
+void LibraryBrowser::BuildTree() {
+    std::map<std::string, bool> expanded;
+    for (const TreeNode& node : TreeView1.nodes) {
+        expanded[node.key] = node.expanded;
+    }
+    const auto wasExpanded = [&](const std::string& key) {
+        const auto it = expanded.find(key);
+        return it == expanded.end() || it->second;
+    };
+
+    std::vector<TreeNode> nodes;
+    nodes.push_back({kRootKey, kRootText, "", TreeImage::Root, true});
+    for (const LibraryFolder& folder : library_.folders) {
+        const std::string key = FolderKey(folder.id);
+        nodes.push_back({key, folder.name, kRootKey, TreeImage::Folder, wasExpanded(key)});
+    }
+    for (std::size_t i = 0; i < library_.formulas.size(); ++i) {
+        const LibraryFormula& formula = library_.formulas[i];
+        // A formula whose folder has gone still shows, under the root, so it can be opened
+        // or deleted.
+        const LibraryFolder* folder = library_.FolderOf(formula);
+        nodes.push_back({FormulaKey(i + 1), formula.name,
+                         folder != nullptr ? FolderKey(folder->id) : kRootKey, TreeImage::Formula,
+                         false});
+    }
+    TreeView1.nodes = std::move(nodes);
+    ++TreeView1.revision;
+    if (Node(TreeView1.selected) == nullptr) {
+        TreeView1.selected.clear();
+    }
+}
+
+const TreeNode* LibraryBrowser::Node(const std::string& key) const {
+    const auto it = std::find_if(TreeView1.nodes.begin(), TreeView1.nodes.end(),
+                                 [&](const TreeNode& node) { return node.key == key; });
+    return it == TreeView1.nodes.end() ? nullptr : &*it;
+}
+
+const LibraryFolder* LibraryBrowser::FolderOfNode(const std::string& key) const {
+    if (Node(key) == nullptr) {
+        return nullptr;
+    }
+    if (IsFolderKey(key)) {
+        return library_.FindFolder(KeyNumber(key));
+    }
+    if (IsFormulaKey(key)) {
+        const LibraryFormula* formula = library_.Formula(KeyNumber(key));
+        return formula != nullptr ? library_.FolderOf(*formula) : nullptr;
+    }
+    return nullptr;
+}
+
+void LibraryBrowser::Select(const std::string& key) {
+    TreeView1.selected = Node(key) != nullptr ? key : std::string();
+    UpdateMenus();
+}
+
+void LibraryBrowser::UpdateMenus() {
+    const std::string& key = TreeView1.selected;
+    mDelete.enabled = IsFolderKey(key) || IsFormulaKey(key);
+    mRename.enabled = IsFolderKey(key);
+    mCopy.enabled = RichTextBox1.selLength > 0;
+}
+
+std::string LibraryBrowser::Neighbour(const std::string& key) const {
+    const TreeNode* node = Node(key);
+    if (node == nullptr) {
+        return {};
+    }
+    std::vector<std::string> siblings;
+    for (const TreeNode& other : TreeView1.nodes) {
+        if (other.parent == node->parent) {
+            siblings.push_back(other.key);
+        }
+    }
+    const auto at = static_cast<std::size_t>(std::find(siblings.begin(), siblings.end(), key) -
+                                             siblings.begin());
+    if (at + 1 < siblings.size()) {
+        return siblings[at + 1];
+    }
+    return at > 0 ? siblings[at - 1] : node->parent;
+}
+
+void LibraryBrowser::TreeView1_NodeClick(const std::string& key) {
+    if (Node(key) == nullptr) {
+        return;
+    }
+    Select(key);
+    if (IsFormulaKey(key)) {
+        if (const LibraryFormula* formula = library_.Formula(KeyNumber(key))) {
+            Text1 = formula->name;
+            RichTextBox1 = {formula->description, 0, 0};
+            UpdateMenus();
+        }
+    }
+}
+
+void LibraryBrowser::TreeView1_Expand(const std::string& key, bool expanded) {
+    for (TreeNode& node : TreeView1.nodes) {
+        if (node.key == key) {
+            node.expanded = expanded;
+        }
+    }
+}
+
+bool LibraryBrowser::TreeView1_BeforeLabelEdit(const std::string& key) const {
+    return IsFolderKey(key) && Node(key) != nullptr;
+}
+
+bool LibraryBrowser::TreeView1_AfterLabelEdit(const std::string& key, const std::string& text) {
+    const LibraryFolder* folder = IsFolderKey(key) ? FolderOfNode(key) : nullptr;
+    if (folder == nullptr) {
+        return false;
+    }
+    if (!IsValidFileName(text)) {
+        prompts_->Inform("Valid folder name error", "You must enter a valid folder name.");
+        EditingKey = key;
+        return false;
+    }
+    if (text == folder->name) {
+        return true;
+    }
+    Library updated = library_;
+    for (LibraryFolder& changed : updated.folders) {
+        if (changed.id == folder->id) {
+            changed.name = text;
+        }
+    }
+    if (!Commit(std::move(updated), kFileManagementTitle)) {
+        return false;
+    }
+    BuildTree();
+    return true;
+}
+
+// ---- commands ----
+
+void LibraryBrowser::mAdd_Click() {
+    const LibraryFolder& folder = library_.AddFolder();
+    const std::string key = FolderKey(folder.id);
+    BuildTree();
+    Select(key);
+    EditingKey = key;
+}
+
+void LibraryBrowser::mRename_Click() {
+    if (TreeView1_BeforeLabelEdit(TreeView1.selected)) {
+        EditingKey = TreeView1.selected;
+    }
+}
+
+void LibraryBrowser::mDelete_Click() {
+    const std::string key = TreeView1.selected;
+    Library updated = library_;
+    std::string next = Neighbour(key);
+    std::int32_t deletedFormula = 0;
+    if (IsFolderKey(key) && Node(key) != nullptr) {
+        const std::int32_t id = KeyNumber(key);
+        if (library_.FolderHasFormulas(id)) {
+            prompts_->Inform(kFileManagementTitle,
+                             "You cannot delete a folder that contains file. Delete the files\r\n"
+                             "before continuing");
+            return;
+        }
+        updated.DeleteFolder(id);
+    } else if (IsFormulaKey(key) && library_.Formula(KeyNumber(key)) != nullptr) {
+        deletedFormula = KeyNumber(key);
+        updated.DeleteFormula(deletedFormula);
+        // The formulas after the deleted one move up a place, and their keys with them.
+        if (IsFormulaKey(next) && KeyNumber(next) > deletedFormula) {
+            next = FormulaKey(static_cast<std::size_t>(KeyNumber(next) - 1));
+        }
+    } else {
+        return; // the root is never deleted
+    }
+    if (!Commit(std::move(updated), kFileManagementTitle)) {
+        return;
+    }
+    if (deletedFormula > 0) {
+        // The main window's record follows its formula, or is forgotten with it.
+        LibraryRecordRef record = window_->LibraryRecord();
+        if (record.number == deletedFormula) {
+            window_->SetLibraryRecord({});
+        } else if (record.number > deletedFormula) {
+            --record.number;
+            window_->SetLibraryRecord(std::move(record));
+        }
+    }
+    BuildTree();
+    Select(next);
+}
+
+std::string LibraryBrowser::mCopy_Click() const {
+    const std::u32string text = DecodeText(RichTextBox1.text);
+    const std::size_t start = std::min(RichTextBox1.selStart, text.size());
+    return EncodeUtf8(std::u32string_view(text).substr(start, RichTextBox1.selLength));
+}
+
+void LibraryBrowser::mPaste_Click(std::string_view clipboard) {
+    std::u32string text = DecodeText(RichTextBox1.text);
+    const std::size_t start = std::min(RichTextBox1.selStart, text.size());
+    const std::size_t length = std::min(RichTextBox1.selLength, text.size() - start);
+    text.replace(start, length, DecodeText(clipboard));
+    RichTextBox1 = {EncodeUtf8(text), text.size(), 0};
+    UpdateMenus();
+}
+
+void LibraryBrowser::RichTextBox1_Change(std::string text) {
+    RichTextBox1.text = std::move(text);
+}
+
+void LibraryBrowser::RichTextBox1_SelChange(std::size_t start, std::size_t length) {
+    RichTextBox1.selStart = start;
+    RichTextBox1.selLength = length;
+    UpdateMenus();
+}
+
+void LibraryBrowser::btnCancel_Click() {
+    closed_ = true;
+    accepted_ = false;
+}
+
+void LibraryBrowser::btnOK_Click() {
+    if (library_.folders.empty()) {
+        prompts_->Inform(kSaveErrorTitle, "You must create a folder before saving file.\r\n"
+                                          "Right-click the list on the right and select Create "
+                                          "Folder option.");
+        return;
+    }
+    const std::string& key = TreeView1.selected;
+    if (!IsFolderKey(key) && !IsFormulaKey(key)) {
+        prompts_->Inform(kSaveErrorTitle, "You must select a folder before saving file.");
+        return;
+    }
+    if (mode_ == kModeOpen) {
+        OpenSelected();
+        return;
+    }
+    if (!IsValidFileName(Text1)) {
+        prompts_->Inform("Valid file name error", "You must enter a valid file name.");
+        return;
+    }
+    if (SaveNewFile()) {
+        closed_ = true;
+        accepted_ = true;
+    }
+}
+
+bool LibraryBrowser::SaveNewFile() {
+    const LibraryFolder* folder = FolderOfNode(TreeView1.selected);
+    if (folder == nullptr) {
+        prompts_->Inform(kSaveErrorTitle, "You must select a folder before saving file.");
+        return false;
+    }
+    const std::int32_t folderId = folder->id;
+    const std::int32_t existing = library_.FindFormula(folderId, Text1);
+    if (existing > 0 &&
+        !prompts_->AskYesNo("File save",
+                            "You are about to overwrite a file, do you wish to continue.")) {
+        return false;
+    }
+    LibraryFormula formula = window_->CurrentFormula();
+    formula.name = Text1;
+    formula.description = RichTextBox1.text;
+    Library updated = library_;
+    const std::int32_t number =
+        updated.StoreFormula(std::move(formula), std::to_string(folderId), existing);
+    if (!Commit(std::move(updated), "File save")) {
+        return false;
+    }
+    BuildTree();
+    Select(FormulaKey(static_cast<std::size_t>(number)));
+    const LibraryFormula& saved = *library_.Formula(number);
+    window_->SetScanName(saved.name);
+    window_->SetLibraryRecord({number, saved.folder, saved.name});
+    return true;
+}
+
+void LibraryBrowser::OpenSelected() {
+    const std::string& key = TreeView1.selected;
+    if (!IsFormulaKey(key)) {
+        return;
+    }
+    const std::int32_t number = KeyNumber(key);
+    const LibraryFormula* formula = library_.Formula(number);
+    if (formula == nullptr) {
+        return;
+    }
+    window_->RestoreFormula(*formula);
+    window_->SetLibraryRecord({number, formula->folder, formula->name});
+    closed_ = true;
+    accepted_ = true;
+}
+
+bool LibraryBrowser::Commit(Library updated, const std::string& title) {
+    if (const auto problem = SaveLibraryFile(file_, updated)) {
+        prompts_->Inform(title, "The library was not changed.\r\n" + problem->message,
+                         PromptIcon::Exclamation);
+        return false;
+    }
+    library_ = std::move(updated);
+    return true;
+}
+
+} // namespace marlindex

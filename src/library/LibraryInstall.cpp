@@ -1,0 +1,73 @@
+#include "library/LibraryInstall.h"
+
+#include "library/LibraryFile.h"
+#include "startup/AtomicFile.h"
+
+#include <ctime>
+#include <ostream>
+
+namespace marlindex {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr int kDone = 0;
+constexpr int kFailed = 1;
+constexpr int kDamaged = 2;
+
+} // namespace
+
+std::string CurrentTimeHhmmss() {
+    const std::time_t now = std::time(nullptr);
+    const std::tm* local = std::localtime(&now);
+    char text[8] = {};
+    if (local == nullptr || std::strftime(text, sizeof text, "%H%M%S", local) == 0) {
+        return "000000";
+    }
+    return text;
+}
+
+int RunInstallStep(const fs::path& programFolder, std::string_view hhmmss, std::ostream& err) {
+    const fs::path library = LibraryPath(programFolder);
+    std::error_code error;
+    if (!fs::exists(library, error)) {
+        return kDone;
+    }
+    const fs::path backup = programFolder / ("MARLX." + std::string(hhmmss));
+    if (fs::exists(backup, error) || error) {
+        err << backup.string()
+            << ": a file of that name exists already; the library was neither backed up nor "
+               "converted\n";
+        return kFailed;
+    }
+    const std::optional<std::string> bytes = ReadWholeFile(library, &error);
+    if (!bytes) {
+        err << library.string() << ": cannot read the formula library: " << error.message() << "\n";
+        return kFailed;
+    }
+    error = WriteFileAtomically(backup, *bytes);
+    if (error) {
+        err << backup.string() << ": cannot write the backup: " << error.message()
+            << "; the library was not converted\n";
+        return kFailed;
+    }
+    Library contents;
+    try {
+        contents = ReadLibrary(*bytes);
+    } catch (const LibraryError& damage) {
+        err << library.string() << ": " << damage.what()
+            << "; the library was left as it is (backup: " << backup.filename().string() << ")\n";
+        return kDamaged;
+    }
+    if (contents.formulas.empty()) {
+        return kDone;
+    }
+    if (const auto problem = SaveLibraryFile(library, contents)) {
+        err << problem->message << "\n";
+        return kFailed;
+    }
+    return kDone;
+}
+
+} // namespace marlindex

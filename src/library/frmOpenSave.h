@@ -1,0 +1,61 @@
+// The formula library dialog: a tree of folders and formulas on the right, the formula's name
+// and description on the left. Its behaviour is LibraryBrowser's; the form mirrors the
+// browser's state onto the widgets and forwards the user's actions to it.
+#pragma once
+
+#include "library/LibraryBrowser.h"
+#include "startup/UserPrompts.h"
+
+#include <QDialog>
+#include <map>
+#include <string>
+
+class QAction;
+class QLineEdit;
+class QPlainTextEdit;
+class QPushButton;
+class QTreeWidget;
+class QTreeWidgetItem;
+
+namespace marlindex {
+
+class frmOpenSave : public QDialog {
+public:
+    // The browser has loaded the library (Form_Load); it and `prompts` must outlive the form.
+    // Messages of the dialog go through `prompts`.
+    frmOpenSave(LibraryBrowser& browser, UserPrompts& prompts, QWidget* parent = nullptr);
+
+    // Escape and the window's close button are Cancel.
+    void reject() override;
+
+private:
+    void BuildWidgets();
+    void Connect();
+    // Copies the browser's state onto the widgets.
+    void Refresh();
+    void RebuildTree();
+    QTreeWidgetItem* Item(const std::string& key) const;
+    static std::string KeyOf(const QTreeWidgetItem* item);
+    void ShowTreeMenu(const QPoint& at);
+    void ShowDescriptionMenu(const QPoint& at);
+    void DescriptionSelectionChanged();
+    void OK();
+
+    LibraryBrowser* browser_;
+    QTreeWidget* TreeView1 = nullptr;
+    QLineEdit* Text1 = nullptr;
+    QPlainTextEdit* RichTextBox1 = nullptr;
+    QPushButton* btnOK = nullptr;
+    QPushButton* btnCancel = nullptr;
+    QAction* mAdd = nullptr;
+    QAction* mRename = nullptr;
+    QAction* mDelete = nullptr;
+    QAction* mCopy = nullptr;
+    QAction* mPaste = nullptr;
+
+    std::map<std::string, QTreeWidgetItem*> items_;
+    int shownRevision_ = -1;
+    bool syncing_ = false; // widget signals caused by Refresh are not user actions
+};
+
+} // namespace marlindex

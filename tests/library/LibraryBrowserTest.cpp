@@ -1,0 +1,285 @@
+// The library dialog driven as a user drives it: its rules, messages and what reaches the
+// library file and the main window.
+#include "library/LibraryBrowser.h"
+
+#include "LibraryBytes.h"
+#include "support/FakeFormulaWindow.h"
+#include "support/ScriptedPrompts.h"
+#include "support/TempFolder.h"
+
+#include <filesystem>
+#include <gtest/gtest.h>
+
+namespace marlindex {
+namespace {
+
+class LibraryBrowserTest : public ::testing::Test {
+protected:
+    LibraryBrowserTest() {
+        window.current.formulaText = "Filter = x;";
+        window.current.rows.resize(2);
+        window.current.rowCount = 2;
+    }
+
+    LibraryBrowser& Open(const char* mode) {
+        browser = std::make_unique<LibraryBrowser>(file, mode, window, prompts);
+        EXPECT_TRUE(browser->Form_Load());
+        return *browser;
+    }
+    void UseSample() { test::WriteBytes(file, test::SampleLibraryBytes()); }
+    Library OnDisk() const { return ReadLibrary(test::ReadBytes(file)); }
+    std::vector<std::string> Keys() const {
+        std::vector<std::string> keys;
+        for (const TreeNode& node : browser->TreeView1.nodes) {
+            keys.push_back(node.key + ":" + node.parent + ":" + node.text);
+        }
+        return keys;
+    }
+    std::string LastMessage() const {
+        return prompts.shown.empty()
+                   ? ""
+                   : prompts.shown.back().title + " | " + prompts.shown.back().text;
+    }
+
+    test::TempFolder folder;
+    std::filesystem::path file = LibraryPath(folder.path());
+    test::FakeFormulaWindow window;
+    test::ScriptedPrompts prompts;
+    std::unique_ptr<LibraryBrowser> browser;
+};
+
+TEST(IsValidFileName, AcceptsTheWindowsReleaseCharactersOnly) {
+    for (const char* name : {"A", "z9", "Dip #1 (RSI) & $%'", "a!-/@_{}~", "x y"}) {
+        EXPECT_TRUE(IsValidFileName(name)) << name;
+    }
+    for (const char* name :
+         {"", "1st", "9", "a.b", "a*b", "a\\b", "a:b", "a\"b", "a+b", "a=b", "caf\u00e9", "a\tb"}) {
+        EXPECT_FALSE(IsValidFileName(name)) << name;
+    }
+}
+
+TEST_F(LibraryBrowserTest, WithoutAFileTheThreeDefaultFoldersShow) {
+    Open(kModeSave);
+    EXPECT_EQ(Keys(), (std::vector<std::string>{"R::Scans and Explorations", "1X:R:Explorations",
+                                                "2X:R:Buy Signals", "3X:R:Sell Signals"}));
+    EXPECT_FALSE(std::filesystem::exists(file)) << "written at the first save only";
+}
+
+TEST_F(LibraryBrowserTest, OkRulesAndMessages) {
+    LibraryBrowser& b = Open(kModeSave);
+    b.btnOK_Click();
+    EXPECT_EQ(LastMessage(), "Save error | You must select a folder before saving file.");
+    b.TreeView1_NodeClick(kRootKey);
+    b.btnOK_Click();
+    EXPECT_EQ(LastMessage(), "Save error | You must select a folder before saving file.");
+
+    b.TreeView1_NodeClick("2X");
+    for (const char* bad : {"", "3 bars", "dip.afl"}) {
+        b.Text1_Change(bad);
+        b.btnOK_Click();
+        EXPECT_EQ(LastMessage(), "Valid file name error | You must enter a valid file name.");
+    }
+    EXPECT_FALSE(b.Closed());
+    EXPECT_FALSE(std::filesystem::exists(file));
+
+    for (const char* key : {"1X", "2X", "3X"}) {
+        b.TreeView1_NodeClick(key);
+        b.mDelete_Click();
+    }
+    b.btnOK_Click();
+    EXPECT_EQ(LastMessage(), "Save error | You must create a folder before saving file.\r\n"
+                             "Right-click the list on the right and select Create Folder option.");
+}
+
+TEST_F(LibraryBrowserTest, SaveStoresTheWindowsFormulaAndNamesTheWindow) {
+    LibraryBrowser& b = Open(kModeSave);
+    b.TreeView1_NodeClick("2X");
+    b.Text1_Change("Dip");
+    b.RichTextBox1_Change("RSI under 30");
+    b.btnOK_Click();
+    EXPECT_TRUE(b.Closed());
+    EXPECT_TRUE(b.Accepted());
+
+    const Library saved = OnDisk();
+    ASSERT_EQ(saved.formulas.size(), 1u);
+    const LibraryFormula& formula = saved.formulas[0];
+    EXPECT_EQ(formula.number, 1);
+    EXPECT_EQ(formula.folder, "2");
+    EXPECT_EQ(formula.name, "Dip");
+    EXPECT_EQ(formula.description, "RSI under 30");
+    EXPECT_EQ(formula.formulaText, "Filter = x;");
+    ASSERT_EQ(formula.rows.size(), 2u);
+    EXPECT_EQ(formula.rows[1].storedValue, Variant(std::int32_t{1}));
+    EXPECT_EQ(window.scanName, "Dip");
+    EXPECT_EQ(window.record, (LibraryRecordRef{1, "2", "Dip"}));
+    EXPECT_EQ(b.TreeView1.selected, "1Z");
+}
+
+TEST_F(LibraryBrowserTest, TheSameNameInTheSameFolderAsksBeforeOverwriting) {
+    UseSample();
+    const std::string before = test::ReadBytes(file);
+    LibraryBrowser& b = Open(kModeSaveAs);
+    b.TreeView1_NodeClick("1Z"); // a formula stands for its folder
+    EXPECT_EQ(b.Text1, "Dip");
+    prompts.answers = {false};
+    b.btnOK_Click();
+    EXPECT_EQ(LastMessage(),
+              "File save | You are about to overwrite a file, do you wish to continue.");
+    EXPECT_EQ(prompts.shown.back().icon, PromptIcon::Question);
+    EXPECT_FALSE(b.Closed());
+    EXPECT_EQ(test::ReadBytes(file), before);
+
+    prompts.answers = {true};
+    b.btnOK_Click();
+    EXPECT_TRUE(b.Closed());
+    const Library saved = OnDisk();
+    ASSERT_EQ(saved.formulas.size(), 2u) << "replaced, not added";
+    EXPECT_EQ(saved.formulas[0].formulaText, "Filter = x;");
+    EXPECT_EQ(saved.formulas[0].number, 1);
+
+    // The same name in another folder is another formula.
+    LibraryBrowser& again = Open(kModeSaveAs);
+    again.TreeView1_NodeClick("7X");
+    again.Text1_Change("Dip");
+    const auto questions = prompts.shown.size();
+    again.btnOK_Click();
+    EXPECT_EQ(prompts.shown.size(), questions);
+    EXPECT_EQ(OnDisk().formulas.size(), 3u);
+}
+
+TEST_F(LibraryBrowserTest, AFolderWithFormulasIsKeptUntilItIsEmpty) {
+    UseSample();
+    LibraryBrowser& b = Open(kModeOpen);
+    b.TreeView1_NodeClick("2X");
+    b.mDelete_Click();
+    EXPECT_EQ(LastMessage(), "File management | You cannot delete a folder that contains file. "
+                             "Delete the files\r\nbefore continuing");
+    EXPECT_EQ(OnDisk().folders.size(), 2u);
+
+    b.TreeView1_NodeClick("1Z");
+    b.mDelete_Click();
+    EXPECT_EQ(b.TreeView1.selected, "1Z") << "the next formula moved up into its place";
+    b.mDelete_Click();
+    EXPECT_EQ(b.TreeView1.selected, "2X") << "no sibling left: the folder";
+    b.mDelete_Click();
+    EXPECT_EQ(b.TreeView1.selected, "7X");
+    const Library saved = OnDisk();
+    EXPECT_TRUE(saved.formulas.empty());
+    EXPECT_EQ(saved.folders, (std::vector<LibraryFolder>{{"Empty", 7}}));
+
+    b.TreeView1_NodeClick(kRootKey);
+    EXPECT_FALSE(b.mDelete.enabled);
+    b.mDelete_Click();
+    EXPECT_EQ(b.TreeView1.nodes.size(), 2u);
+}
+
+TEST_F(LibraryBrowserTest, DeletingAFormulaKeepsTheWindowsRecordOnItsFormula) {
+    UseSample();
+    LibraryFormula third = OnDisk().formulas[0];
+    Library library = OnDisk();
+    library.StoreFormula(third, "7", 0);
+    ASSERT_FALSE(SaveLibraryFile(file, library));
+    window.record = {3, "7", "Dip"};
+
+    LibraryBrowser& b = Open(kModeOpen);
+    EXPECT_EQ(b.TreeView1.selected, "3Z") << "the dialog starts at the window's formula";
+    b.TreeView1_NodeClick("1Z");
+    b.mDelete_Click();
+    EXPECT_EQ(window.record, (LibraryRecordRef{2, "7", "Dip"}));
+    EXPECT_EQ(OnDisk().formulas[1].rows[0].storedValue, Variant(std::int32_t{2}));
+    b.TreeView1_NodeClick("2Z");
+    b.mDelete_Click();
+    EXPECT_EQ(window.record, LibraryRecordRef{});
+}
+
+TEST_F(LibraryBrowserTest, FoldersAreAddedAndRenamedInPlace) {
+    LibraryBrowser& b = Open(kModeSave);
+    b.mAdd_Click();
+    EXPECT_EQ(b.TreeView1.selected, "4X");
+    EXPECT_EQ(b.EditingKey, "4X");
+    EXPECT_EQ(b.TreeView1.nodes.back().text, "New Folder 4");
+    b.EditingKey.clear();
+
+    EXPECT_FALSE(b.TreeView1_AfterLabelEdit("4X", "2024.Q1"));
+    EXPECT_EQ(LastMessage(), "Valid folder name error | You must enter a valid folder name.");
+    EXPECT_EQ(b.EditingKey, "4X") << "the edit starts again";
+    EXPECT_FALSE(std::filesystem::exists(file));
+
+    EXPECT_TRUE(b.TreeView1_AfterLabelEdit("4X", "Swing"));
+    EXPECT_EQ(b.TreeView1.nodes.back().text, "Swing");
+    EXPECT_EQ(OnDisk().folders.back(), (LibraryFolder{"Swing", 4}));
+    EXPECT_FALSE(b.TreeView1_BeforeLabelEdit(kRootKey));
+}
+
+TEST_F(LibraryBrowserTest, SelectingShowsAFormulasNameAndDescriptionOnly) {
+    UseSample();
+    LibraryBrowser& b = Open(kModeOpen);
+    b.TreeView1_NodeClick("2Z");
+    EXPECT_EQ(b.Text1, "Breakout");
+    EXPECT_EQ(b.RichTextBox1.text, "d\u00e9j\u00e0 vu");
+    b.TreeView1_NodeClick("7X");
+    EXPECT_EQ(b.Text1, "Breakout");
+
+    // Copy takes the selection (counted in characters); Paste replaces it and ends at the end.
+    b.RichTextBox1_SelChange(1, 3);
+    EXPECT_EQ(b.mCopy_Click(), "\u00e9j\u00e0");
+    b.mPaste_Click("\u00fc");
+    EXPECT_EQ(b.RichTextBox1.text, "d\u00fc vu");
+    EXPECT_EQ(b.RichTextBox1.selStart, 5u);
+}
+
+TEST_F(LibraryBrowserTest, OpenRestoresTheSelectedFormulaOnly) {
+    UseSample();
+    LibraryBrowser& b = Open(kModeOpen);
+    b.TreeView1_NodeClick("7X");
+    b.btnOK_Click();
+    EXPECT_FALSE(b.Closed()) << "a folder does not open";
+    b.TreeView1_NodeClick("2Z");
+    b.btnOK_Click();
+    EXPECT_TRUE(b.Closed());
+    ASSERT_EQ(window.restored.size(), 1u);
+    EXPECT_EQ(window.restored[0], OnDisk().formulas[1]);
+    EXPECT_EQ(window.record, (LibraryRecordRef{2, "2", "Breakout"}));
+}
+
+TEST_F(LibraryBrowserTest, ADamagedLibraryIsKeptAsideOnlyWhenTheUserStartsANewOne) {
+    const std::string damaged = test::SampleLibraryBytes().substr(0, 100);
+    test::WriteBytes(file, damaged);
+    prompts.answers = {false};
+    LibraryBrowser declined(file, kModeOpen, window, prompts);
+    EXPECT_FALSE(declined.Form_Load());
+    EXPECT_NE(LastMessage().find("at byte"), std::string::npos) << LastMessage();
+    EXPECT_EQ(test::ReadBytes(file), damaged);
+
+    prompts.answers = {true};
+    LibraryBrowser& b = Open(kModeSave);
+    EXPECT_EQ(b.Contents(), DefaultLibrary());
+    EXPECT_EQ(test::ReadBytes(folder / "MARLXS.bad"), damaged);
+    EXPECT_EQ(LastMessage(), "Formula library | The damaged library was kept as MARLXS.bad.");
+}
+
+TEST_F(LibraryBrowserTest, TextTheFileCannotHoldLeavesTheLibraryAsItWas) {
+    UseSample();
+    const std::string before = test::ReadBytes(file);
+    LibraryBrowser& b = Open(kModeSave);
+    b.TreeView1_NodeClick("7X");
+    b.Text1_Change("Arrow");
+    b.RichTextBox1_Change("up \u2191");
+    b.btnOK_Click();
+    EXPECT_FALSE(b.Closed());
+    EXPECT_NE(LastMessage().find("field \"description\""), std::string::npos) << LastMessage();
+    EXPECT_EQ(test::ReadBytes(file), before);
+    EXPECT_EQ(b.Contents().formulas.size(), 2u);
+}
+
+TEST_F(LibraryBrowserTest, FoldersSharingAnIdAndFormulasWithoutAFolderStillShow) {
+    test::Bytes bytes;
+    bytes.I32(1).I32(2).Str("A").I32(1).Str("B").I32(1).Formula(1, "9", "Lost", 0);
+    test::WriteBytes(file, bytes.str());
+    Open(kModeOpen);
+    EXPECT_EQ(Keys(), (std::vector<std::string>{"R::Scans and Explorations", "1X:R:A", "2X:R:B",
+                                                "1Z:R:Lost"}));
+}
+
+} // namespace
+} // namespace marlindex
