@@ -9,13 +9,11 @@
 #include "quotes/Sqlite.h"
 #include "support/SharedData.h"
 
-#include <algorithm>
 #include <benchmark/benchmark.h>
 #include <chrono>
 #include <cstdio>
 #include <fstream>
 #include <random>
-#include <sstream>
 
 namespace {
 
@@ -162,38 +160,22 @@ std::size_t SnapshotBytes(const QuoteSnapshot& snapshot) {
     return bytes;
 }
 
-// The resident memory of this process in bytes (0 where /proc is not there).
-double ResidentBytes() {
-    std::ifstream status("/proc/self/status");
-    std::string line;
-    while (std::getline(status, line)) {
-        if (line.starts_with("VmRSS:")) {
-            return 1024.0 * std::stod(line.substr(6));
-        }
-    }
-    return 0;
-}
-
 void BM_LoadForAnalysis(benchmark::State& state) {
     const fs::path* store = ImportedStore();
     if (store == nullptr) {
         state.SkipWithError(test::kNoSharedData);
         return;
     }
-    std::size_t bars = 0;
-    double residentGrowth = 0;
+    std::size_t bytes = 0;
     for (auto _ : state) {
-        const double before = ResidentBytes();
         const auto snapshot = QuoteStore::Open(*store).LoadForAnalysis();
-        // Freed memory is kept for reuse, so only the first load shows what a load takes.
-        residentGrowth = std::max(residentGrowth, ResidentBytes() - before);
-        bars = SnapshotBytes(*snapshot) / (sizeof(TradeDate) + 6 * sizeof(double));
+        bytes = SnapshotBytes(*snapshot);
         benchmark::DoNotOptimize(snapshot->series.data());
     }
-    state.counters["bars_per_s"] = benchmark::Counter(
-        static_cast<double>(bars), benchmark::Counter::kIsIterationInvariantRate);
-    state.counters["snapshot_MB"] = static_cast<double>(bars) * 52 / 1e6;
-    state.counters["rss_growth_MB"] = residentGrowth / 1e6;
+    const double bars = static_cast<double>(bytes / (sizeof(TradeDate) + 6 * sizeof(double)));
+    state.counters["bars_per_s"] =
+        benchmark::Counter(bars, benchmark::Counter::kIsIterationInvariantRate);
+    state.counters["bar_columns_MB"] = static_cast<double>(bytes) / 1e6;
 }
 BENCHMARK(BM_LoadForAnalysis)->Unit(benchmark::kMillisecond)->UseRealTime();
 
