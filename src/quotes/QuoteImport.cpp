@@ -13,14 +13,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string PathText(const fs::path& path) {
-    const std::u8string utf8 = path.u8string();
-    return {utf8.begin(), utf8.end()};
-}
-
 [[noreturn]] void Refuse(const fs::path& path, std::string what) {
-    throw QuoteError(
-        QuoteProblem{QuoteProblem::Kind::BadInput, PathText(path), 0, std::move(what)});
+    throw QuoteError(QuoteProblem::Kind::BadInput, path, std::move(what));
 }
 
 // The size of a file an import may read; refuses anything else.
@@ -31,8 +25,8 @@ std::uintmax_t CheckedFileSize(const fs::path& file, const fs::file_status& stat
     std::error_code error;
     const std::uintmax_t bytes = fs::file_size(file, error);
     if (error) {
-        throw QuoteError(QuoteProblem{QuoteProblem::Kind::Failure, PathText(file), 0,
-                                      "cannot read the size: " + error.message()});
+        throw QuoteError(QuoteProblem::Kind::Failure, file,
+                         "cannot read the size: " + error.message());
     }
     if (bytes > kMaxImportFileBytes) {
         Refuse(file, "the file has " + std::to_string(bytes) +
@@ -46,8 +40,7 @@ std::string ReadCheckedFile(const fs::path& file, std::uintmax_t bytes) {
     std::string text(static_cast<std::size_t>(bytes), '\0');
     in.read(text.data(), static_cast<std::streamsize>(bytes));
     if (!in && !in.eof()) {
-        throw QuoteError(
-            QuoteProblem{QuoteProblem::Kind::Failure, PathText(file), 0, "cannot read the file"});
+        throw QuoteError(QuoteProblem::Kind::Failure, file, "cannot read the file");
     }
     // A file that shrank since it was listed is read as it now is.
     text.resize(static_cast<std::size_t>(in.gcount()));
@@ -65,8 +58,8 @@ fs::file_status StatusOf(const fs::path& path) {
         Refuse(path, "no such file or folder");
     }
     if (error) {
-        throw QuoteError(QuoteProblem{QuoteProblem::Kind::Failure, PathText(path), 0,
-                                      "cannot look at it: " + error.message()});
+        throw QuoteError(QuoteProblem::Kind::Failure, path,
+                         "cannot look at it: " + error.message());
     }
     return status;
 }
@@ -78,7 +71,7 @@ struct Cancelled {};
 std::vector<PriceFileEntry> ListPriceFiles(const ImportRequest& request) {
     std::vector<PriceFileEntry> entries;
     const auto add = [&entries](const fs::path& file, const fs::file_status& status) {
-        const std::string name = PathText(file.filename());
+        const std::string name = Utf8Path(file.filename());
         if (!EndsWithCsv(name)) {
             Refuse(file, "a price file is named SYMBOL.csv");
         }
@@ -97,13 +90,13 @@ std::vector<PriceFileEntry> ListPriceFiles(const ImportRequest& request) {
         std::vector<fs::path> files;
         std::error_code error;
         for (const fs::directory_entry& entry : fs::directory_iterator(path, error)) {
-            if (EndsWithCsv(PathText(entry.path().filename()))) {
+            if (EndsWithCsv(Utf8Path(entry.path().filename()))) {
                 files.push_back(entry.path());
             }
         }
         if (error) {
-            throw QuoteError(QuoteProblem{QuoteProblem::Kind::Failure, PathText(path), 0,
-                                          "cannot list the folder: " + error.message()});
+            throw QuoteError(QuoteProblem::Kind::Failure, path,
+                             "cannot list the folder: " + error.message());
         }
         std::sort(files.begin(), files.end());
         for (const fs::path& file : files) {
@@ -120,7 +113,7 @@ std::vector<PriceFileEntry> ListPriceFiles(const ImportRequest& request) {
         const auto [first, added] = seen.emplace(entry.symbol, &entry);
         if (!added) {
             Refuse(entry.file, "the symbol " + QuoteText(entry.symbol) + " comes twice; " +
-                                   PathText(first->second->file) + " holds it too");
+                                   Utf8Path(first->second->file) + " holds it too");
         }
     }
     return entries;
@@ -135,7 +128,7 @@ void Import(const fs::path& databaseFolder, const ImportRequest& request,
     if (request.symbolsFile) {
         const fs::path& file = *request.symbolsFile;
         const std::uintmax_t bytes = CheckedFileSize(file, StatusOf(file));
-        rows = ReadSymbolsFile(ReadCheckedFile(file, bytes), PathText(file));
+        rows = ReadSymbolsFile(ReadCheckedFile(file, bytes), Utf8Path(file));
     }
     ImportProgress done;
     done.filesTotal = entries.size();
@@ -149,8 +142,8 @@ void Import(const fs::path& databaseFolder, const ImportRequest& request,
     std::error_code made;
     fs::create_directories(databaseFolder, made); // a new database
     if (made) {
-        throw QuoteError(QuoteProblem{QuoteProblem::Kind::Failure, PathText(databaseFolder), 0,
-                                      "cannot make the database folder: " + made.message()});
+        throw QuoteError(QuoteProblem::Kind::Failure, databaseFolder,
+                         "cannot make the database folder: " + made.message());
     }
     QuoteStore store = QuoteStore::OpenOrCreate(databaseFolder);
     QuoteStore::Writer writer = store.BeginChanges();
@@ -160,7 +153,7 @@ void Import(const fs::path& databaseFolder, const ImportRequest& request,
         } catch (const QuoteError& error) {
             QuoteProblem problem = error.problem();
             if (problem.file.empty()) {
-                problem.file = PathText(*request.symbolsFile);
+                problem.file = Utf8Path(*request.symbolsFile);
                 problem.line = row.line;
             }
             throw QuoteError(std::move(problem));
@@ -170,7 +163,7 @@ void Import(const fs::path& databaseFolder, const ImportRequest& request,
 
     for (const PriceFileEntry& entry : entries) {
         const PriceFile prices =
-            ReadPriceFile(ReadCheckedFile(entry.file, entry.bytes), PathText(entry.file));
+            ReadPriceFile(ReadCheckedFile(entry.file, entry.bytes), Utf8Path(entry.file));
         const QuoteStore::Writer::Merge merge = writer.MergeBars(entry.symbol, prices.bars);
         ++report.files;
         report.newSymbols += merge.newSymbol ? 1U : 0U;
@@ -229,7 +222,7 @@ ImportOutcome ImportQuotes(const fs::path& databaseFolder, const ImportRequest& 
                              : ImportOutcome::Status::Failed;
     } catch (const std::exception& error) {
         // Out of memory, a file-system error: the store is rolled back all the same.
-        outcome.problem = QuoteProblem{QuoteProblem::Kind::Failure, PathText(storeFile), 0,
+        outcome.problem = QuoteProblem{QuoteProblem::Kind::Failure, Utf8Path(storeFile), 0,
                                        std::string("the import failed: ") + error.what()};
         outcome.status = ImportOutcome::Status::Failed;
     }
@@ -237,7 +230,8 @@ ImportOutcome ImportQuotes(const fs::path& databaseFolder, const ImportRequest& 
     if (!existed) {
         // The store was made for this import, so the folder goes back to having none.
         fs::remove(storeFile, ignored);
-        fs::remove(fs::path(storeFile.string() + "-journal"), ignored);
+        fs::path journal = storeFile;
+        fs::remove(journal += "-journal", ignored);
     }
     for (const fs::path& folder : newFolders) {
         fs::remove(folder, ignored); // only while empty

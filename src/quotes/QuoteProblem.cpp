@@ -20,6 +20,14 @@ QuoteError::QuoteError(QuoteProblem problem)
 QuoteError::QuoteError(QuoteProblem::Kind kind, std::string what)
     : QuoteError(QuoteProblem{kind, "", 0, std::move(what)}) {}
 
+QuoteError::QuoteError(QuoteProblem::Kind kind, const std::filesystem::path& file, std::string what)
+    : QuoteError(QuoteProblem{kind, Utf8Path(file), 0, std::move(what)}) {}
+
+std::string Utf8Path(const std::filesystem::path& path) {
+    const std::u8string utf8 = path.u8string();
+    return {utf8.begin(), utf8.end()};
+}
+
 std::string QuoteText(std::string_view text) {
     constexpr std::size_t kShown = 60;
     if (text.size() <= kShown) {

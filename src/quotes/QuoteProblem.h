@@ -2,6 +2,7 @@
 // file and a line) and whether the input was at fault or the work itself failed.
 #pragma once
 
+#include <filesystem>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -25,13 +26,19 @@ struct QuoteProblem {
 class QuoteError : public std::runtime_error {
 public:
     explicit QuoteError(QuoteProblem problem);
+    // A problem without a place.
     QuoteError(QuoteProblem::Kind kind, std::string what);
+    // A problem of a whole file or folder.
+    QuoteError(QuoteProblem::Kind kind, const std::filesystem::path& file, std::string what);
 
     const QuoteProblem& problem() const { return problem_; }
 
 private:
     QuoteProblem problem_;
 };
+
+// A path as messages and SQLite take it: UTF-8 on every platform.
+std::string Utf8Path(const std::filesystem::path& path);
 
 // A text from the user's input as messages quote it: in double quotes, cut to 60 characters
 // (then ending in "...") so that a runaway field never floods the message.

@@ -78,8 +78,7 @@ constexpr std::array<int, kCategoryKindCount> kCategoryLimits{256, 256, 64, 256}
 using CategoryTables = std::array<std::vector<std::string>, kCategoryKindCount>;
 
 [[noreturn]] void Damaged(const Connection& db, const std::string& what) {
-    throw QuoteError(QuoteProblem{QuoteProblem::Kind::Failure, db.file().string(), 0,
-                                  "the quote store is damaged: " + what});
+    throw QuoteError(QuoteProblem::Kind::Failure, db.file(), "the quote store is damaged: " + what);
 }
 
 // Checks that the file is a quote store of a layout this program reads; false when the file
@@ -92,15 +91,15 @@ bool CheckLayout(Connection& db) {
         return false;
     }
     if (application != kApplicationId) {
-        throw QuoteError(QuoteProblem{QuoteProblem::Kind::Failure, db.file().string(), 0,
-                                      "the file is an SQLite database of another program, not a "
-                                      "Marlindex quote store"});
+        throw QuoteError(QuoteProblem::Kind::Failure, db.file(),
+                         "the file is an SQLite database of another program, not a "
+                         "Marlindex quote store");
     }
     if (version > kLayoutVersion) {
-        throw QuoteError(QuoteProblem{QuoteProblem::Kind::Failure, db.file().string(), 0,
-                                      "the quote store was written by a newer Marlindex (layout " +
-                                          std::to_string(version) + "); this one reads layout " +
-                                          std::to_string(kLayoutVersion)});
+        throw QuoteError(QuoteProblem::Kind::Failure, db.file(),
+                         "the quote store was written by a newer Marlindex (layout " +
+                             std::to_string(version) + "); this one reads layout " +
+                             std::to_string(kLayoutVersion));
     }
     return true;
 }
@@ -264,16 +263,16 @@ QuoteStore QuoteStore::Open(const fs::path& databaseFolder) {
     const fs::path file = FileIn(databaseFolder);
     std::error_code ignored;
     if (!fs::exists(file, ignored)) {
-        throw QuoteError(QuoteProblem{QuoteProblem::Kind::BadInput, databaseFolder.string(), 0,
-                                      "no quote store (" + std::string(kQuoteStoreFileName) +
-                                          ") in this folder; import quotes first"});
+        throw QuoteError(QuoteProblem::Kind::BadInput, databaseFolder,
+                         "no quote store (" + std::string(kQuoteStoreFileName) +
+                             ") in this folder; import quotes first");
     }
     // Read-write even for reading: after a crash, the first connection must be able to roll the
     // journal back. SQLite falls back to reading only when the file cannot be written.
     auto impl = std::make_unique<Impl>(file, Connection::Mode::ReadWrite);
     if (!CheckLayout(impl->db)) {
-        throw QuoteError(QuoteProblem{QuoteProblem::Kind::BadInput, file.string(), 0,
-                                      "the quote store is empty; import quotes first"});
+        throw QuoteError(QuoteProblem::Kind::BadInput, file,
+                         "the quote store is empty; import quotes first");
     }
     return QuoteStore(std::move(impl));
 }

@@ -6,16 +6,6 @@
 
 namespace marlindex::sqlite {
 
-namespace {
-
-std::string PathText(const std::filesystem::path& file) {
-    // SQLite takes UTF-8 file names on every platform.
-    const std::u8string utf8 = file.u8string();
-    return {utf8.begin(), utf8.end()};
-}
-
-} // namespace
-
 Connection::Connection(const std::filesystem::path& file, Mode mode) : file_(file) {
     int flags = SQLITE_OPEN_NOMUTEX;
     switch (mode) {
@@ -29,13 +19,12 @@ Connection::Connection(const std::filesystem::path& file, Mode mode) : file_(fil
         flags |= SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
         break;
     }
-    const int code = sqlite3_open_v2(PathText(file).c_str(), &db_, flags, nullptr);
+    const int code = sqlite3_open_v2(Utf8Path(file).c_str(), &db_, flags, nullptr);
     if (code != SQLITE_OK) {
         const std::string message = db_ != nullptr ? sqlite3_errmsg(db_) : sqlite3_errstr(code);
         sqlite3_close(db_);
         db_ = nullptr;
-        throw QuoteError(
-            QuoteProblem{QuoteProblem::Kind::Failure, file.string(), 0, "cannot open: " + message});
+        throw QuoteError(QuoteProblem::Kind::Failure, file, "cannot open: " + message);
     }
     sqlite3_extended_result_codes(db_, 1);
     // Another program (or a second marlindex-cli) may hold the store for a moment.
@@ -52,7 +41,7 @@ void Connection::Fail(int code, std::string_view doing) const {
     if (primary == SQLITE_NOTADB || primary == SQLITE_CORRUPT) {
         message += " (the file is not a Marlindex quote database, or it is damaged)";
     }
-    throw QuoteError(QuoteProblem{QuoteProblem::Kind::Failure, file_.string(), 0, message});
+    throw QuoteError(QuoteProblem::Kind::Failure, file_, message);
 }
 
 void Connection::Execute(const char* sql) {
