@@ -254,25 +254,26 @@ ScanRow ParseRow(const json& row, std::size_t number, std::vector<std::string>& 
     }
     s.comparison = c;
 
-    const int kind = Comparison(c).kind;
+    const ComparisonEntry entry = Comparison(c);
     std::string target;
     if (const json* value = Find(row, "target")) {
         target = GetChoice(*value, place.Field("target"), {kTargetIndicator, kTargetValue});
         const bool allowed =
-            kind == 1 || (kind == 0 ? target == kTargetIndicator : target == kTargetValue);
+            target == kTargetIndicator ? TakesIndicator(entry.kind) : TakesValue(entry.kind);
         if (!allowed) {
-            throw ScanError(place.Field("target"),
-                            Quoted(Comparison(c).text) + " compares with " +
-                                (kind == 0 ? "an indicator only" : "a value only"));
+            throw ScanError(
+                place.Field("target"),
+                Quoted(entry.text) + " compares with " +
+                    (TakesIndicator(entry.kind) ? "an indicator only" : "a value only"));
         }
-    } else if (kind == 1) {
-        throw ScanError(place.Field("target"), "is required for " + Quoted(Comparison(c).text) +
-                                                   ": \"Indicator\" or \"Value\"");
+    } else if (TakesIndicator(entry.kind) && TakesValue(entry.kind)) {
+        throw ScanError(place.Field("target"),
+                        "is required for " + Quoted(entry.text) + ": \"Indicator\" or \"Value\"");
     } else {
-        target = kind == 0 ? kTargetIndicator : kTargetValue;
+        target = TakesIndicator(entry.kind) ? kTargetIndicator : kTargetValue;
     }
     // The lowest/highest comparisons have no target list in the editor.
-    s.comparisonType = kind == 3 ? std::string() : target;
+    s.comparisonType = HasTargetList(entry.kind) ? target : std::string();
 
     if (const json* indicator2 = Find(row, "indicator2")) {
         const int b = GetIndicator(*indicator2, place.Field("indicator2"));
@@ -303,7 +304,7 @@ ScanRow ParseRow(const json& row, std::size_t number, std::vector<std::string>& 
     }
     // With a second period of 0 the bar-by-bar forms put indicator 2 where the value would
     // go, so the value would vanish from the condition; the editor offers no such choice.
-    if (s.tp2 == 0 && target == kTargetValue && kind == 1 && Comparison(c).templates.size() > 2) {
+    if (s.tp2 == 0 && target == kTargetValue && TakesBars2(entry.group)) {
         throw ScanError(place.Field("bars2"),
                         "must not be 0 when the target is \"Value\": a value has no bars ago");
     }

@@ -25,11 +25,6 @@ bool IsPendingRowText(std::string_view text) {
     return text.size() == 3 || text.size() == 4;
 }
 
-// Comparisons 2 to 4 compare the sides bar by bar: the only ones that shift side 2 in time.
-bool ComparesBarByBar(std::optional<int> comparison) {
-    return comparison && *comparison >= 2 && *comparison <= 4;
-}
-
 std::size_t Index(int i) {
     return static_cast<std::size_t>(i);
 }
@@ -339,16 +334,14 @@ void MainWindowState::ArrangeControls() {
     lblModify1.enabled = modify1;
 
     // Side 2 offers exactly what the comparison's formula reads: an indicator (bars ago only
-    // for the bar-by-bar comparisons) or a value. Lowest/highest compare with a value only in
-    // their current-bar form.
-    const int kind = comparisonOperator_ && IsComparisonIndex(*comparisonOperator_)
-                         ? Comparison(*comparisonOperator_).kind
-                         : -1;
+    // for the bar-by-bar comparisons) or a value.
+    const std::optional<int> c = comparisonOperator_;
+    const bool chosen = c && IsComparisonIndex(*c);
     const std::string target = cboCT.Text();
-    const bool toIndicator = kind == 0 || (kind == 1 && target == kTargetIndicator);
-    const bool toValue =
-        kind == 2 || (kind == 1 && target == kTargetValue) || (kind == 3 && tp1_ == 0);
-    cboCT.enabled = kind >= 0 && kind != 3;
+    const ComparisonEntry entry = chosen ? Comparison(*c) : ComparisonEntry{};
+    const bool toIndicator = chosen && ComparesWithIndicator(entry.kind, target);
+    const bool toValue = chosen && ComparesWithValue(entry.kind, target, tp1_);
+    cboCT.enabled = chosen && HasTargetList(entry.kind);
     cboIA2.enabled = toIndicator;
     cboED2.enabled = toIndicator && cboED2.visible;
     chkModify2.enabled = toIndicator;
@@ -357,7 +350,7 @@ void MainWindowState::ArrangeControls() {
     cboModifyED2.enabled = modify2;
     txtModify2.enabled = modify2;
     lblModify2.enabled = modify2;
-    const bool bars2 = toIndicator && ComparesBarByBar(comparisonOperator_);
+    const bool bars2 = toIndicator && TakesBars2(entry.group);
     txtTP2.enabled = bars2;
     lblTP2.enabled = bars2;
     txtVal1.enabled = toValue;
@@ -400,28 +393,30 @@ void MainWindowState::cboCO_Click() {
     comparisonOperator_ = cboCO.SelectedData();
     txtTP2_Change("1");
 
+    // The target list offers what the comparison takes; a single choice is made at once.
     cboCT.Clear();
     const std::optional<int> c = comparisonOperator_;
-    const int kind = c && IsComparisonIndex(*c) ? Comparison(*c).kind : -1;
-    if (kind == 0) {
-        cboCT.AddItem(kTargetIndicator);
-        cboCT.selected = 0;
-    } else if (kind == 1) {
-        cboCT.AddItem(kTargetIndicator);
-        cboCT.AddItem(kTargetValue);
-    } else if (kind == 2) {
-        cboCT.AddItem(kTargetValue);
-        cboCT.selected = 0;
+    const std::optional<ComparisonEntry> entry =
+        c && IsComparisonIndex(*c) ? std::optional(Comparison(*c)) : std::nullopt;
+    if (entry) {
+        for (const std::string& target : OfferedTargets(entry->kind)) {
+            cboCT.AddItem(target);
+        }
+        if (cboCT.items.size() == 1) {
+            cboCT.selected = 0;
+        }
     }
 
     cboIA2.Clear();
     FillOptions(cboED2, std::nullopt);
     cboModify2.Clear();
     chkModify2_Click(false);
-    if (c && *c >= 0 && *c <= 6) {
+    if (entry && TakesIndicator(entry->kind)) {
         FillPairedIndicators();
     }
-    lblTP1.caption = !c ? "1st Bar:" : ComparesBarByBar(c) ? "1st Bar" : "Bars:";
+    lblTP1.caption = !c                                        ? "1st Bar:"
+                     : GroupOf(c) == ComparisonGroup::BarByBar ? "1st Bar"
+                                                               : "Bars:";
     if (cboCT.selected >= 0) {
         cboCT_Click();
     }

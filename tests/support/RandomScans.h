@@ -120,15 +120,13 @@ inline ScanRow RandomRow(Random& rng, int a, std::optional<int> c) {
     if (!c) {
         return row;
     }
-    const int kind = Comparison(*c).kind;
-    const bool barByBar = Comparison(*c).templates.size() > 2;
-    if (kind == 0) {
-        s.comparisonType = kTargetIndicator;
-    } else if (kind == 1) {
+    const ComparisonEntry entry = Comparison(*c);
+    const bool barByBar = entry.group == ComparisonGroup::BarByBar;
+    if (TakesIndicator(entry.kind) && TakesValue(entry.kind)) {
         const int choice = rng.Below(100);
         s.comparisonType = choice < 45 ? kTargetIndicator : choice < 90 ? kTargetValue : "";
-    } else if (kind == 2) {
-        s.comparisonType = kTargetValue;
+    } else if (HasTargetList(entry.kind)) {
+        s.comparisonType = OfferedTargets(entry.kind).front();
     }
     if (s.comparisonType == kTargetIndicator && rng.Percent(92)) {
         const int b = rng.Pick(PairedIndicators(a));
