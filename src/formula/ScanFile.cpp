@@ -470,7 +470,7 @@ std::string WriteScan(const Scan& scan) {
     return document.dump(2) + "\n";
 }
 
-GeneratedScan GenerateScan(const Scan& scan, CProgramSettings& settings) {
+GeneratedScan GenerateScan(const Scan& scan, const CProgramSettings& settings) {
     GeneratedScan generated;
     int gridCount = 0;
     for (const ScanRow& row : scan.rows) {

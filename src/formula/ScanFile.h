@@ -74,6 +74,6 @@ struct GeneratedScan {
 };
 
 // Writes the rows one after another as the editor does, then assembles the formula.
-GeneratedScan GenerateScan(const Scan& scan, CProgramSettings& settings);
+GeneratedScan GenerateScan(const Scan& scan, const CProgramSettings& settings);
 
 } // namespace marlindex

@@ -80,14 +80,15 @@ std::string ModifiedSide2(const std::string& t, const EditorState& s) {
 // where there is one, else the catalogue default. An indicator without parameters never
 // touches the settings.
 std::string FillParameters(std::string text, const IndicatorEntry& indicator,
-                           CProgramSettings& settings) {
-    settings.SetSection("Settings\\Indicator\\" + std::to_string(indicator.index));
+                           const CProgramSettings& settings) {
     if (indicator.defaultParameters.empty()) {
         return text;
     }
+    const std::string section = "Settings\\Indicator\\" + std::to_string(indicator.index);
     const std::vector<std::string> defaults = SplitAtBlanks(indicator.defaultParameters);
     for (std::size_t k = 1; k <= defaults.size(); ++k) {
-        const std::string value = settings.ReadEntry(std::to_string(k), defaults[k - 1]);
+        const std::string value =
+            settings.ReadEntry(section, std::to_string(k), defaults[k - 1]);
         text = ReplaceAll(text, " A" + std::to_string(k), " " + value);
     }
     return text;
@@ -125,7 +126,7 @@ void SplitForStorage(const std::string& e, ConditionTranslation& result) {
     result.rightPart = e.substr(p);
 }
 
-std::string Expression(const EditorState& s, CProgramSettings& settings) {
+std::string Expression(const EditorState& s, const CProgramSettings& settings) {
     const ComparisonEntry c = Comparison(*s.comparison);
     const IndicatorEntry a = Indicator(*s.indicator1);
     const std::optional<IndicatorEntry> b =
@@ -304,7 +305,8 @@ std::string DescribeCondition(const EditorState& s) {
     return text;
 }
 
-ConditionTranslation TranslateCondition(const EditorState& state, CProgramSettings& settings) {
+ConditionTranslation TranslateCondition(const EditorState& state,
+                                        const CProgramSettings& settings) {
     ConditionTranslation result;
     result.state = Corrected(state, result);
     const EditorState& s = result.state;

@@ -27,9 +27,9 @@ struct ConditionTranslation {
 
 // Translates the editor state. A state without indicator 1 or without a comparison is an
 // unfinished row: its expression and parts are empty, and it contributes nothing to the code.
-// Reads the indicator parameters under Settings\Indicator\<index> (the settings' section is
-// left there).
-ConditionTranslation TranslateCondition(const EditorState& state, CProgramSettings& settings);
+// Reads the indicator parameters under Settings\Indicator\<index>; the settings are only read.
+ConditionTranslation TranslateCondition(const EditorState& state,
+                                        const CProgramSettings& settings);
 
 // The row's words for an editor state (with corrections already applied).
 std::string DescribeCondition(const EditorState& state);

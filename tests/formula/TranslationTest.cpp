@@ -142,6 +142,11 @@ TEST_F(TranslationTest, StoredPreferencesReplaceOnlyTheirOwnPositions) {
     EXPECT_EQ(Afl(Versus(8, "Simple", 4, 9, "Simple", 2, 0)),
               "Ref( MA( Close, 30 ), -2 ) > MA( High, 50 )")
         << "also when its code was placed before its parameters were filled";
+
+    // Reading the parameters leaves the shared settings where their other users put them.
+    settings_.SetSection("Settings\\");
+    Translate(Versus(8, "Simple", 4, 9, "Simple", 2, 0));
+    EXPECT_EQ(settings_.section(), "Settings\\");
 }
 
 TEST_F(TranslationTest, IndicatorTargetWithoutSecondIndicatorKeepsThePlaceholder) {
