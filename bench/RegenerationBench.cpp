@@ -3,6 +3,7 @@
 // and coloured. Target: well under 1 ms for a 50-row formula, so typing stays instant.
 #include "formula/Assembly.h"
 #include "formula/Colouring.h"
+#include "formula/ConditionEditor.h"
 #include "formula/ScanFile.h"
 #include "formula/Translation.h"
 #include "mainwindow/MainWindowState.h"
@@ -59,15 +60,17 @@ void BM_RegenerateFiftyRowFormula(benchmark::State& state) {
     MemoryHive hive;
     CProgramSettings settings = CProgramSettings::ForMarlindex(hive);
     const Scan scan = FiftyRowScan();
-    GeneratedScan generated = GenerateScan(scan, settings);
-    const int gridCount = static_cast<int>(scan.rows.size());
+    const GeneratedScan generated = GenerateScan(scan, settings);
+    ConditionEditor editor(settings);
+    editor.RestoreRows(generated.records, generated.conditionCode);
+    const int rowCount = static_cast<int>(scan.rows.size());
     const int editedRow = 25;
     for (auto _ : state) {
-        const ConditionTranslation t = TranslateCondition(scan.rows[editedRow].state, settings);
-        StoreCondition(generated.records, gridCount, true, editedRow, "AND", t,
-                       generated.rowTexts[editedRow]);
-        const std::string code = BuildConditionCode(generated.records, gridCount);
-        const std::string formula = AssembleFormula(code, scan.filter, scan.applyTo, scan.analysis);
+        editor.Condition() = scan.rows[editedRow].state;
+        const ConditionTranslation t = editor.Translate();
+        std::string rowText = editor.RowText(editedRow, "AND", t);
+        editor.Store(rowCount, true, editedRow, "AND", t, std::move(rowText));
+        const std::string formula = editor.Assemble(scan.filter, scan.applyTo, scan.analysis);
         const std::vector<FormatRun> runs = ColourRuns(DecodeText(formula));
         benchmark::DoNotOptimize(runs.data());
     }

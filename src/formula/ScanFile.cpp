@@ -1,6 +1,7 @@
 #include "formula/ScanFile.h"
 
 #include "formula/Catalogues.h"
+#include "formula/ConditionEditor.h"
 #include "formula/Translation.h"
 #include "startup/TextHelpers.h"
 
@@ -471,25 +472,22 @@ std::string WriteScan(const Scan& scan) {
 }
 
 GeneratedScan GenerateScan(const Scan& scan, const CProgramSettings& settings) {
+    // The rows are written one after another, as the editor writes them in add mode.
+    ConditionEditor editor(settings);
     GeneratedScan generated;
-    int gridCount = 0;
+    int rowCount = 0;
     for (const ScanRow& row : scan.rows) {
-        ++gridCount;
-        const bool first = gridCount == 1;
-        const ConditionTranslation translation = TranslateCondition(row.state, settings);
-        std::string rowText = RowDisplayText(row.joiner, first, row.openBrackets,
-                                             translation.description, row.closeBrackets);
+        const int target = rowCount++;
+        editor.Condition() = row.state;
+        editor.SetBrackets(target, row.openBrackets, row.closeBrackets);
+        const ConditionTranslation translation = editor.Translate();
+        std::string rowText = editor.RowText(target, row.joiner, translation);
         generated.rowTexts.push_back(rowText);
-        StoreCondition(generated.records, gridCount, false, 0, row.joiner, translation,
-                       std::move(rowText));
-        ConditionRecord& record = generated.records.back();
-        record.leftBrackets = static_cast<std::int16_t>(row.openBrackets);
-        record.rightBrackets = static_cast<std::int16_t>(row.closeBrackets);
+        editor.Store(rowCount, false, 0, row.joiner, translation, std::move(rowText));
     }
-    generated.conditionCode =
-        std::string(TrimBlanks(BuildConditionCode(generated.records, gridCount)));
-    generated.formula =
-        AssembleFormula(generated.conditionCode, scan.filter, scan.applyTo, scan.analysis);
+    generated.formula = editor.Assemble(scan.filter, scan.applyTo, scan.analysis);
+    generated.conditionCode = editor.ConditionCode();
+    generated.records = editor.Records();
     return generated;
 }
 

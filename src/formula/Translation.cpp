@@ -87,8 +87,7 @@ std::string FillParameters(std::string text, const IndicatorEntry& indicator,
     const std::string section = "Settings\\Indicator\\" + std::to_string(indicator.index);
     const std::vector<std::string> defaults = SplitAtBlanks(indicator.defaultParameters);
     for (std::size_t k = 1; k <= defaults.size(); ++k) {
-        const std::string value =
-            settings.ReadEntry(section, std::to_string(k), defaults[k - 1]);
+        const std::string value = settings.ReadEntry(section, std::to_string(k), defaults[k - 1]);
         text = ReplaceAll(text, " A" + std::to_string(k), " " + value);
     }
     return text;
@@ -320,28 +319,6 @@ ConditionTranslation TranslateCondition(const EditorState& state,
     result.expression = Expression(s, settings);
     SplitForStorage(result.expression, result);
     return result;
-}
-
-void StoreCondition(ConditionRecordList& records, int gridCount, bool editMode, int selectedRow,
-                    std::string_view gridOperator, const ConditionTranslation& translation,
-                    std::string rowText) {
-    if (gridCount <= 0) {
-        return;
-    }
-    records.resize(static_cast<std::size_t>(gridCount));
-    const int target = editMode ? selectedRow : gridCount - 1;
-    if (target < 0 || target >= gridCount) {
-        return;
-    }
-    ConditionRecord& record = records[static_cast<std::size_t>(target)];
-    StoreEditorState(record, translation.state);
-    record.codePart1 = translation.leftPart;
-    record.codePart2 = translation.rightPart;
-    record.rowText = std::move(rowText);
-    if (!editMode) {
-        record.joiner = target == 0 ? std::string() : std::string(gridOperator);
-        record.rowNumber = static_cast<std::int16_t>(std::min(gridCount, 32767));
-    }
 }
 
 } // namespace marlindex

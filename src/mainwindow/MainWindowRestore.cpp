@@ -3,8 +3,7 @@
 namespace marlindex {
 
 void MainWindowState::RestoreConditions(ConditionRecordList records, std::string conditionCode) {
-    records_ = std::move(records);
-    conditionCode_ = std::move(conditionCode);
+    editor_.RestoreRows(std::move(records), std::move(conditionCode));
 }
 
 } // namespace marlindex

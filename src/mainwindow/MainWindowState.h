@@ -9,6 +9,7 @@
 #pragma once
 
 #include "amibroker/Broker.h"
+#include "formula/ConditionEditor.h"
 #include "formula/ConditionRecord.h"
 #include "mainwindow/Controls.h"
 #include "settings/ProgramSettings.h"
@@ -114,22 +115,26 @@ public:
     const std::string& CurrentControl() const { return currentControl_; }
     void SetCurrentControl(std::string value) { currentControl_ = std::move(value); }
 
-    std::int32_t TP1() const { return tp1_; }
-    void SetTP1(std::int32_t value) { tp1_ = value; }
-    std::int32_t TP2() const { return tp2_; }
-    void SetTP2(std::int32_t value) { tp2_ = value; }
-    double Modify1() const { return modify1_; }
-    void SetModify1(double value) { modify1_ = value; }
-    double Modify2() const { return modify2_; }
-    void SetModify2(double value) { modify2_ = value; }
-    double Value1() const { return value1_; }
-    void SetValue1(double value) { value1_ = value; }
-    std::optional<int> ComparisonOperator() const { return comparisonOperator_; }
-    void SetComparisonOperator(std::optional<int> value) { comparisonOperator_ = value; }
+    // The text fields' numbers and the comparison are the condition's, held by the editor.
+    std::int32_t TP1() const { return Condition().tp1; }
+    void SetTP1(std::int32_t value) { editor_.Condition().tp1 = value; }
+    std::int32_t TP2() const { return Condition().tp2; }
+    void SetTP2(std::int32_t value) { editor_.Condition().tp2 = value; }
+    double Modify1() const { return Condition().modify1; }
+    void SetModify1(double value) { editor_.Condition().modify1 = value; }
+    double Modify2() const { return Condition().modify2; }
+    void SetModify2(double value) { editor_.Condition().modify2 = value; }
+    double Value1() const { return Condition().value1; }
+    void SetValue1(double value) { editor_.Condition().value1 = value; }
+    std::optional<int> ComparisonOperator() const { return Condition().comparison; }
+    void SetComparisonOperator(std::optional<int> value) { editor_.Condition().comparison = value; }
+
+    // The condition the editor's controls show: what the next change writes into the row.
+    const EditorState& Condition() const { return editor_.Condition(); }
 
     // ---- state shared with the rest of the program ----
-    const ConditionRecordList& Records() const { return records_; }
-    const std::string& ConditionCode() const { return conditionCode_; }
+    const ConditionRecordList& Records() const { return editor_.Records(); }
+    const std::string& ConditionCode() const { return editor_.ConditionCode(); }
     const std::string& FilterExpression() const { return filterExpression_; }
     // The filter dialog sets the expression and then calls AssembleFormula.
     void SetFilterExpression(std::string value) { filterExpression_ = std::move(value); }
@@ -256,6 +261,11 @@ private:
             UpdateFormula();
         }
     }
+    // A list whose selection is one of the condition's choices: every change of its items or
+    // selection goes through these, so the condition always holds what the lists show.
+    void ClearList(ComboId combo);
+    void SelectItem(ComboId combo, int index);
+    void TakeChoice(ComboId combo);
     void StartRow(const char* joiner);
     void SelectRow(int row, bool counts);
     void LoadRow(const ConditionRecord& record);
@@ -268,15 +278,16 @@ private:
     void TakeJoinerOfLastRow();
     bool ContextMenu();
     void DeleteGridRow(int row);
-    void FillOptions(ComboBox& combo, std::optional<int> indicator);
+    void FillOptions(ComboId combo, std::optional<int> indicator);
     void FillPairedIndicators();
-    static void FillModifyList(ComboBox& combo);
+    void FillModifyList(ComboId combo);
     // Which side-2 inputs the chosen comparison and target use, and the modifiers' states.
     void ArrangeControls();
     void ResetEditor();
     void WriteSwitch(MenuItem& item, const char* name);
 
     CProgramSettings* settings_;
+    ConditionEditor editor_;
 
     std::string scanName_;
     int analysisType_ = 0;
@@ -288,15 +299,6 @@ private:
     std::string gridMode_ = "ADD";
     int selectedRow_ = 0;
     std::string currentControl_;
-    std::int32_t tp1_ = 0;
-    std::int32_t tp2_ = 1;
-    double modify1_ = 0;
-    double modify2_ = 0;
-    double value1_ = 0;
-    std::optional<int> comparisonOperator_;
-
-    ConditionRecordList records_;
-    std::string conditionCode_;
     std::string filterExpression_;
 
     bool mouseDownHandled_ = false; // the Click that follows a handled MouseDown does nothing
