@@ -2,7 +2,7 @@
 // command group adds its subcommands to the one command line.
 #pragma once
 
-#include "formula/ScanFile.h"
+#include "scanfile/ScanFile.h"
 #include "settings/FileHive.h"
 
 #include <CLI/CLI.hpp>
@@ -40,8 +40,7 @@ void AddPreferencesCommands(CLI::App& app, CliStreams streams, CliCommands& comm
 void AddLibraryCommands(CLI::App& app, CliStreams streams, CliCommands& commands);
 
 // A file named on the command line; "-" is standard input. Unreadable: says so on stderr.
-std::optional<std::string> ReadInput(const std::string& name, std::istream& in,
-                                     std::ostream& err);
+std::optional<std::string> ReadInput(const std::string& name, std::istream& in, std::ostream& err);
 // A scan file named on the command line ("-" is stdin), read and checked; its warnings go to
 // stderr. None, with the reason on stderr, when it cannot be read or is not a scan file.
 std::optional<ParsedScan> ReadScanFile(const std::string& name, std::istream& in,

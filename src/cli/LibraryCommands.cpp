@@ -1,13 +1,13 @@
 #include "cli/CliCommands.h"
 #include "cli/CliSupport.h"
-#include "startup/StartupArguments.h"
-#include "formula/ScanFile.h"
 #include "library/FormulaComment.h"
 #include "library/LibraryBrowser.h"
 #include "library/LibraryFile.h"
-#include "library/LibraryScan.h"
+#include "scanfile/LibraryScan.h"
+#include "scanfile/ScanFile.h"
 #include "startup/AtomicFile.h"
 #include "startup/Codepage.h"
+#include "startup/StartupArguments.h"
 
 #include <iostream>
 #include <memory>

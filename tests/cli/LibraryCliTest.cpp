@@ -1,9 +1,9 @@
 // marlindex-cli library: listing, showing, importing and exporting formulas, and the refusals
 // that leave the library as it was.
-#include "cli/RunTool.h"
 #include "cli/CliCommands.h"
-#include "formula/ScanFile.h"
+#include "cli/RunTool.h"
 #include "library/LibraryFile.h"
+#include "scanfile/ScanFile.h"
 #include "startup/Codepage.h"
 #include "support/TempFolder.h"
 

@@ -5,8 +5,8 @@
 
 #include "formula/AflNumber.h"
 #include "formula/Catalogues.h"
-#include "formula/ScanFile.h"
 #include "mainwindow/MainWindowState.h"
+#include "scanfile/ScanFile.h"
 
 #include <array>
 #include <bit>

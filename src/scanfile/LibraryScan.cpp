@@ -1,4 +1,4 @@
-#include "library/LibraryScan.h"
+#include "scanfile/LibraryScan.h"
 
 namespace marlindex {
 

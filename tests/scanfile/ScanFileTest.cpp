@@ -1,4 +1,4 @@
-#include "formula/ScanFile.h"
+#include "scanfile/ScanFile.h"
 
 #include "settings/MemoryHive.h"
 

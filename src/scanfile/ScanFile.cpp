@@ -1,4 +1,4 @@
-#include "formula/ScanFile.h"
+#include "scanfile/ScanFile.h"
 
 #include "formula/Catalogues.h"
 #include "formula/ConditionEditor.h"

@@ -2,8 +2,8 @@
 // window's formula, and a stored formula written out as a scan file again.
 #pragma once
 
-#include "formula/ScanFile.h"
 #include "library/LibraryFile.h"
+#include "scanfile/ScanFile.h"
 
 #include <string>
 
