@@ -11,6 +11,7 @@
 #include "amibroker/Broker.h"
 #include "formula/ConditionEditor.h"
 #include "formula/ConditionRecord.h"
+#include "library/LibraryFile.h"
 #include "mainwindow/Controls.h"
 #include "settings/ProgramSettings.h"
 
@@ -18,6 +19,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace marlindex {
@@ -235,7 +237,7 @@ public:
     void txtRange_Change(std::string text);
     void txtRange_LostFocus();
 
-    // ---- View menu, run settings, Run ----
+    // ---- running a formula (MainWindowRun.cpp): View menu, run settings, Run, Copy ----
     // Each flips its check and stores it.
     void mMOS_Click();
     void mICWC_Click();
@@ -248,10 +250,21 @@ public:
     RunOutcome btnRun_Click(const RunServices& services);
     // The grid texts of the rows in use, 0 to GridCount - 1.
     std::vector<std::string> RowTexts() const;
-    // ---- restoring a formula from the library (MainWindowRestore.cpp) ----
-    // Puts back the condition records and the condition code exactly as they were saved;
-    // the caller refills the grid from the records' row texts.
-    void RestoreConditions(ConditionRecordList records, std::string conditionCode);
+    // The formula box's text behind a comment with `date` and the grid's condition rows: what
+    // Copy puts on the clipboard, and Run in the run file while comments are on.
+    std::string CommentedFormulaText(std::string_view date) const;
+    // Puts the commented formula, dated today, on the clipboard.
+    void mCopy_Click(const std::function<void(const std::string&)>& setClipboard) const;
+
+    // ---- the formula as a library record (MainWindowRecord.cpp) ----
+    // The run options, formula text, condition code, filter and rows in use; number, folder,
+    // name and description are the library's to fill. The range box is normalised first, as
+    // leaving it would.
+    LibraryFormula FormulaRecord();
+    // Brings the window back to a saved formula exactly as it was saved: Clear All, the run
+    // options, the formula text, the rows and their code, the filter and the name; then the
+    // first row is selected, so that grid and editor agree.
+    void RestoreRecord(const LibraryFormula& formula);
 
 private:
     // Only the control the user is working in regenerates the formula; changes the program
