@@ -4,6 +4,7 @@
 
 #include "scanfile/ScanFile.h"
 #include "settings/FileHive.h"
+#include "startup/Problem.h"
 
 #include <CLI/CLI.hpp>
 #include <functional>
@@ -57,5 +58,8 @@ std::string DisplayName(const std::string& name);
 FileHive OpenSettingsFile(const std::string& file, FileHive::Access access, std::ostream& err);
 // Flushes the result; a failed write to stdout is a failure of the command.
 int Finish(std::ostream& out);
+// Says the problem on `err` in one line and returns the exit status for its kind: bad input
+// 2, a failure 1.
+int Report(const Problem& problem, std::ostream& err);
 
 } // namespace marlindex

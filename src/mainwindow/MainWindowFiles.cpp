@@ -48,17 +48,17 @@ void MainWindowFiles::mSave_Click() {
 
 bool MainWindowFiles::SaveInPlace() {
     const std::filesystem::path file = LibraryFile();
-    LibraryLoad load = LoadLibraryFile(file);
-    if (load.status == LibraryLoad::Status::Damaged ||
-        load.status == LibraryLoad::Status::Unreadable) {
-        prompts_->Inform(kFileSaveTitle, "The formula was not saved.\r\n" + load.problem,
+    Result<LoadedLibrary> load = LoadLibraryFile(file);
+    if (!load) {
+        prompts_->Inform(kFileSaveTitle,
+                         "The formula was not saved.\r\n" + load.problem().Message(),
                          PromptIcon::Exclamation);
         return true;
     }
     // Another program may have changed the library since: only the same formula is updated.
-    const LibraryFormula* stored = load.library.Formula(record_.number);
-    if (load.status == LibraryLoad::Status::Missing || stored == nullptr ||
-        stored->name != record_.name || stored->folder != record_.folder) {
+    const LibraryFormula* stored = load->library.Formula(record_.number);
+    if (!load->fromFile || stored == nullptr || stored->name != record_.name ||
+        stored->folder != record_.folder) {
         record_ = {};
         return false;
     }
@@ -66,9 +66,10 @@ bool MainWindowFiles::SaveInPlace() {
     formula.name = stored->name;
     formula.description = stored->description;
     std::string folder = stored->folder;
-    load.library.StoreFormula(std::move(formula), std::move(folder), record_.number);
-    if (const auto problem = SaveLibraryFile(file, load.library)) {
-        prompts_->Inform(kFileSaveTitle, "The formula was not saved.\r\n" + problem->message,
+    load->library.StoreFormula(std::move(formula), std::move(folder), record_.number);
+    if (const Result<void> saved = SaveLibraryFile(file, load->library); !saved) {
+        prompts_->Inform(kFileSaveTitle,
+                         "The formula was not saved.\r\n" + saved.problem().Message(),
                          PromptIcon::Exclamation);
     }
     return true;

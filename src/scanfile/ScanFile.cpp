@@ -16,17 +16,26 @@ namespace {
 
 using nlohmann::json;
 
+// How the checks stop at the first bad value; ParseScan turns it into a Problem. `where` is
+// the row and field ("row 2, field \"bars1\""), empty for the file as a whole.
+struct ScanError {
+    ScanError(std::string place, std::string message)
+        : where(std::move(place)), what(std::move(message)) {}
+    std::string where;
+    std::string what;
+};
+
 constexpr int kMaxBrackets = 32767;
 
 // Where a value sits in the file, for messages: "row 2, field \"bars1\"".
-struct Place {
+struct FieldPlace {
     std::string row; // "" at the top level, else "row N"
     std::string Field(std::string_view name) const {
         std::string text = row;
         if (!text.empty()) {
             text += ", ";
         }
-        return text + "field \"" + std::string(name) + "\"";
+        return text + "field " + QuoteExcerpt(name);
     }
 };
 
@@ -35,7 +44,7 @@ std::string Quoted(std::string_view text) {
 }
 
 void RejectUnknownFields(const json& object, std::initializer_list<std::string_view> known,
-                         const Place& place, std::string_view objectName = {}) {
+                         const FieldPlace& place, std::string_view objectName = {}) {
     for (const auto& [key, value] : object.items()) {
         if (std::find(known.begin(), known.end(), key) == known.end()) {
             std::string where =
@@ -64,7 +73,7 @@ std::string GetString(const json& value, const std::string& where) {
     return value.get<std::string>();
 }
 
-std::string StringOr(const json& object, std::string_view key, const Place& place,
+std::string StringOr(const json& object, std::string_view key, const FieldPlace& place,
                      std::string fallback) {
     const json* value = Find(object, key);
     return value ? GetString(*value, place.Field(key)) : std::move(fallback);
@@ -112,7 +121,7 @@ std::string GetChoice(const json& value, const std::string& where,
     for (const auto choice : choices) {
         list += (list.empty() ? "" : ", ") + Quoted(choice);
     }
-    throw ScanError(where, Quoted(text) + " is not one of " + list);
+    throw ScanError(where, QuoteExcerpt(text) + " is not one of " + list);
 }
 
 int GetIndicator(const json& value, const std::string& where) {
@@ -123,7 +132,7 @@ int GetIndicator(const json& value, const std::string& where) {
     if (const auto index = FindIndicatorByName(name)) {
         return *index;
     }
-    throw ScanError(where, "unknown indicator " + Quoted(name));
+    throw ScanError(where, "unknown indicator " + QuoteExcerpt(name));
 }
 
 int GetComparison(const json& value, const std::string& where) {
@@ -134,10 +143,10 @@ int GetComparison(const json& value, const std::string& where) {
     if (const auto index = FindComparisonByText(text)) {
         return *index;
     }
-    throw ScanError(where, "unknown comparison " + Quoted(text));
+    throw ScanError(where, "unknown comparison " + QuoteExcerpt(text));
 }
 
-std::string GetOption(const json* value, int indicator, const Place& place,
+std::string GetOption(const json* value, int indicator, const FieldPlace& place,
                       std::string_view field) {
     const std::vector<OptionEntry> options = IndicatorOptions(indicator);
     if (value == nullptr) {
@@ -158,7 +167,7 @@ std::string GetOption(const json* value, int indicator, const Place& place,
         }
         list += (list.empty() ? "" : ", ") + Quoted(option.text);
     }
-    throw ScanError(where, Quoted(text) + " is not an option of " +
+    throw ScanError(where, QuoteExcerpt(text) + " is not an option of " +
                                Indicator(indicator).displayName + " (" + list + ")");
 }
 
@@ -169,7 +178,8 @@ struct Modifier {
     std::string unit;
 };
 
-Modifier GetModifier(const json* value, const Place& place, std::string_view field, bool withUnit) {
+Modifier GetModifier(const json* value, const FieldPlace& place, std::string_view field,
+                     bool withUnit) {
     Modifier modifier;
     if (value == nullptr) {
         return modifier;
@@ -203,7 +213,7 @@ Modifier GetModifier(const json* value, const Place& place, std::string_view fie
 }
 
 ScanRow ParseRow(const json& row, std::size_t number, std::vector<std::string>& warnings) {
-    const Place place{"row " + std::to_string(number)};
+    const FieldPlace place{"row " + std::to_string(number)};
     if (!row.is_object()) {
         throw ScanError(place.row, "must be an object");
     }
@@ -320,15 +330,14 @@ ScanRow ParseRow(const json& row, std::size_t number, std::vector<std::string>& 
     return result;
 }
 
-// Line and column of a byte offset, for JSON syntax errors.
-std::string LineAndColumn(std::string_view text, std::size_t offset) {
+// Where a byte offset lies, for JSON syntax errors: its line and column.
+marlindex::Place LineAndColumn(std::string_view text, std::size_t offset) {
     offset = std::min(offset, text.size());
     const std::string_view before = text.substr(0, offset);
-    const auto line = std::count(before.begin(), before.end(), '\n') + 1;
+    const auto line = static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n')) + 1;
     const std::size_t lineStart = before.rfind('\n');
     const std::size_t column = offset - (lineStart == std::string_view::npos ? 0 : lineStart + 1);
-    return "line " + std::to_string(line) + ", column " +
-           std::to_string(std::max<std::size_t>(column, 1));
+    return marlindex::Place::AtLine(line, std::max<std::size_t>(column, 1));
 }
 
 // The filter expression keeps CR LF line breaks, as the formula box holds it.
@@ -346,18 +355,18 @@ std::string WithCrLf(std::string_view text) {
 
 } // namespace
 
-ParsedScan ParseScan(std::string_view text) {
+Result<ParsedScan> ParseScan(std::string_view text) try {
     json document;
     try {
         document = json::parse(text.begin(), text.end());
     } catch (const json::parse_error& error) {
-        throw ScanError(LineAndColumn(text, error.byte == 0 ? 0 : error.byte - 1),
-                        "not valid JSON");
+        return Problem{ProblemKind::BadInput,
+                       LineAndColumn(text, error.byte == 0 ? 0 : error.byte - 1), "not valid JSON"};
     }
     if (!document.is_object()) {
         throw ScanError("", "a scan file must hold one JSON object");
     }
-    const Place top;
+    const FieldPlace top;
     RejectUnknownFields(
         document,
         {"name", "description", "analysis", "applyTo", "range", "rangeN", "filter", "rows"}, top);
@@ -401,6 +410,8 @@ ParsedScan ParseScan(std::string_view text) {
         }
     }
     return parsed;
+} catch (const ScanError& refused) {
+    return Problem{ProblemKind::BadInput, marlindex::Place::Within(refused.where), refused.what};
 }
 
 std::string WriteScan(const Scan& scan) {

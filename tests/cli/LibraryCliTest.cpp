@@ -56,10 +56,10 @@ TEST_F(LibraryCliTest, ImportedScansAreListedShownAndExportedAsTheyWereGiven) {
     // export writes the scan back: read again, it is the scan that was imported.
     const Result exported = Run({"export", "Buy Signals", "Oversold"});
     ASSERT_EQ(exported.status, kExitOk) << exported.err;
-    EXPECT_EQ(exported.out, WriteScan(ParseScan(kScan).scan));
+    EXPECT_EQ(exported.out, WriteScan(ParseScan(kScan)->scan));
 
     // The record is what the dialog's save stores: rows with code parts, texts and owner.
-    const marlindex::Library library = ReadLibrary(Library());
+    const marlindex::Library library = *ReadLibrary(Library());
     const LibraryFormula& formula = library.formulas[0];
     EXPECT_EQ(formula.folder, "2");
     EXPECT_EQ(formula.rowCount, 2);
@@ -97,7 +97,7 @@ TEST_F(LibraryCliTest, ImportRefusalsLeaveTheLibraryAsItWas) {
     const Result replaced =
         Import({"--folder", "Buy Signals", "--overwrite", "--description", "x"});
     EXPECT_EQ(replaced.status, kExitOk) << replaced.err;
-    const marlindex::Library library = ReadLibrary(Library());
+    const marlindex::Library library = *ReadLibrary(Library());
     ASSERT_EQ(library.formulas.size(), 1u);
     EXPECT_EQ(library.formulas[0].description, "x");
 }
@@ -114,7 +114,9 @@ TEST_F(LibraryCliTest, ADamagedLibraryIsReportedAndNeverWritten) {
         const Result result = Run(command);
         EXPECT_EQ(result.status, kExitBadInput) << command[0];
         EXPECT_EQ(result.out, "");
-        EXPECT_NE(result.err.find("MARLXS: formula 1 (\"Oversold\")"), std::string::npos)
+        EXPECT_NE(
+            result.err.find("MARLXS, formula 1 (\"Oversold\"), field \"formula text\" at byte "),
+            std::string::npos)
             << result.err;
     }
     EXPECT_EQ(Import({"--folder", "Buy Signals", "--name", "Other"}).status, kExitBadInput);

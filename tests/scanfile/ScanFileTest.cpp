@@ -8,12 +8,15 @@ namespace marlindex {
 namespace {
 
 std::string ErrorOf(const std::string& json) {
-    try {
-        ParseScan(json);
-    } catch (const ScanError& error) {
-        return error.what();
-    }
-    return "(accepted)";
+    const Result<ParsedScan> parsed = ParseScan(json);
+    return parsed ? "(accepted)" : parsed.problem().Message();
+}
+
+// A scan file that must read.
+ParsedScan Parse(const std::string& json) {
+    Result<ParsedScan> parsed = ParseScan(json);
+    EXPECT_TRUE(parsed) << parsed.problem().Message();
+    return parsed ? std::move(parsed).value() : ParsedScan{};
 }
 
 std::string Rows(const std::string& rows) {
@@ -21,7 +24,7 @@ std::string Rows(const std::string& rows) {
 }
 
 TEST(ParseScan, FillsDefaultsAsTheEditorWould) {
-    const ParsedScan parsed = ParseScan(Rows(R"j(
+    const ParsedScan parsed = Parse(Rows(R"j(
         {"indicator1": "ma (short)", "comparison": "crosses above", "indicator2": 9},
         {"indicator1": 16, "comparison": 10, "joiner": "or"})j"));
     const Scan& scan = parsed.scan;
@@ -44,7 +47,7 @@ TEST(ParseScan, FillsDefaultsAsTheEditorWould) {
 }
 
 TEST(ParseScan, FilterKeepsCrLfLineBreaks) {
-    const Scan scan = ParseScan(R"j({"applyTo": "filter", "filter": "( a\n OR b\r\n)"})j").scan;
+    const Scan scan = Parse(R"j({"applyTo": "filter", "filter": "( a\n OR b\r\n)"})j").scan;
     EXPECT_EQ(scan.filter, "( a\r\n OR b\r\n)");
     EXPECT_EQ(scan.applyTo, kApplyToFilter);
 }
@@ -109,7 +112,7 @@ TEST(ParseScan, BadInputIsNamedByRowAndField) {
 }
 
 TEST(ParseScan, WarnsAboutConditionsWithoutASecondOperand) {
-    const ParsedScan parsed = ParseScan(Rows(
+    const ParsedScan parsed = Parse(Rows(
         R"j({"indicator1": "RSI", "comparison": 3, "target": "Indicator"},
            {"indicator1": "RSI", "comparison": 3, "target": "Value", "indicator2": "RSI"})j"));
     ASSERT_EQ(parsed.warnings.size(), 2u);
@@ -122,7 +125,7 @@ TEST(ParseScan, WarnsAboutConditionsWithoutASecondOperand) {
 TEST(GenerateScan, WorkedExampleThroughTheScanFile) {
     MemoryHive hive;
     CProgramSettings settings = CProgramSettings::ForMarlindex(hive);
-    const Scan scan = ParseScan(R"j({"analysis": "buy", "rows": [
+    const Scan scan = Parse(R"j({"analysis": "buy", "rows": [
         {"indicator1": "RSI", "comparison": "is less than", "target": "Value", "value": 30},
         {"joiner": "AND", "open": 1, "close": 2, "indicator1": "MA (Short)", "bars1": 3,
          "comparison": "crosses above", "indicator2": "MA (Long)"},
@@ -152,7 +155,7 @@ TEST(GenerateScan, WorkedExampleThroughTheScanFile) {
 TEST(GenerateScan, NoRowsGiveNoFormula) {
     MemoryHive hive;
     CProgramSettings settings = CProgramSettings::ForMarlindex(hive);
-    const GeneratedScan generated = GenerateScan(ParseScan("{}").scan, settings);
+    const GeneratedScan generated = GenerateScan(Parse("{}").scan, settings);
     EXPECT_EQ(generated.formula, "");
     EXPECT_TRUE(generated.rowTexts.empty());
 }
