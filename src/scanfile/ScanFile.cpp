@@ -236,13 +236,6 @@ ScanRow ParseRow(const json& row, std::size_t number, std::vector<std::string>& 
             static_cast<int>(GetWholeNumber(*close, place.Field("close"), 0, kMaxBrackets));
     }
 
-    const json* indicator1 = Find(row, "indicator1");
-    if (indicator1 == nullptr) {
-        throw ScanError(place.Field("indicator1"), "is required");
-    }
-    const int a = GetIndicator(*indicator1, place.Field("indicator1"));
-    s.indicator1 = a;
-    s.option1 = GetOption(Find(row, "option1"), a, place, "option1");
     constexpr std::int64_t kMaxBars = std::numeric_limits<std::int32_t>::max();
     if (const json* bars = Find(row, "bars1")) {
         s.tp1 = static_cast<std::int32_t>(GetWholeNumber(*bars, place.Field("bars1"), 0, kMaxBars));
@@ -251,11 +244,39 @@ ScanRow ParseRow(const json& row, std::size_t number, std::vector<std::string>& 
     s.modify1On = modify1.on;
     s.modify1Operation = modify1.operation;
     s.modify1 = modify1.amount;
-
-    const json* comparison = Find(row, "comparison");
-    if (comparison == nullptr) {
-        throw ScanError(place.Field("comparison"), "is required");
+    if (const json* bars = Find(row, "bars2")) {
+        s.tp2 = static_cast<std::int32_t>(GetWholeNumber(*bars, place.Field("bars2"), 0, kMaxBars));
     }
+    if (const json* value = Find(row, "value")) {
+        s.value1 = GetNumber(*value, place.Field("value"));
+    }
+
+    // What the editor can hold is read, also where it makes an odd formula (with a warning),
+    // so that every formula of the library can be exported and generated again. A row
+    // without an indicator or a comparison is one the user has not finished.
+    const json* indicator1 = Find(row, "indicator1");
+    const json* comparison = Find(row, "comparison");
+    if (indicator1 == nullptr || comparison == nullptr) {
+        // What depends on the missing choice cannot stand without it.
+        const std::string missing = indicator1 == nullptr ? "indicator1" : "comparison";
+        for (const char* field :
+             {"option1", "comparison", "target", "indicator2", "option2", "modify2"}) {
+            const bool dependent = indicator1 == nullptr || std::string_view(field) != "option1";
+            if (dependent && Find(row, field) != nullptr) {
+                throw ScanError(place.Field(field), "needs \"" + missing + "\"");
+            }
+        }
+        if (indicator1 != nullptr) {
+            s.indicator1 = GetIndicator(*indicator1, place.Field("indicator1"));
+            s.option1 = GetOption(Find(row, "option1"), *s.indicator1, place, "option1");
+        }
+        warnings.push_back(place.row + ": no \"" + missing +
+                           "\" is given; the row is unfinished and adds nothing to the formula");
+        return result;
+    }
+    const int a = GetIndicator(*indicator1, place.Field("indicator1"));
+    s.indicator1 = a;
+    s.option1 = GetOption(Find(row, "option1"), a, place, "option1");
     const int c = GetComparison(*comparison, place.Field("comparison"));
     const std::vector<int> offered = AvailableComparisons(a);
     if (std::find(offered.begin(), offered.end(), c) == offered.end()) {
@@ -278,8 +299,8 @@ ScanRow ParseRow(const json& row, std::size_t number, std::vector<std::string>& 
                     (TakesIndicator(entry.kind) ? "an indicator only" : "a value only"));
         }
     } else if (TakesIndicator(entry.kind) && TakesValue(entry.kind)) {
-        throw ScanError(place.Field("target"),
-                        "is required for " + Quoted(entry.text) + ": \"Indicator\" or \"Value\"");
+        warnings.push_back(place.row + ": no \"target\" is given for " + Quoted(entry.text) +
+                           "; the condition has no second operand");
     } else {
         target = TakesIndicator(entry.kind) ? kTargetIndicator : kTargetValue;
     }
@@ -310,23 +331,17 @@ ScanRow ParseRow(const json& row, std::size_t number, std::vector<std::string>& 
                                            "is given; the condition has no second operand");
         }
     }
-    if (const json* bars = Find(row, "bars2")) {
-        s.tp2 = static_cast<std::int32_t>(GetWholeNumber(*bars, place.Field("bars2"), 0, kMaxBars));
-    }
     // With a second period of 0 the bar-by-bar forms put indicator 2 where the value would
-    // go, so the value would vanish from the condition; the editor offers no such choice.
+    // go, so the value vanishes from the condition.
     if (s.tp2 == 0 && target == kTargetValue && TakesBars2(entry.group)) {
-        throw ScanError(place.Field("bars2"),
-                        "must not be 0 when the target is \"Value\": a value has no bars ago");
+        warnings.push_back(place.row + ": \"bars2\" is 0 while the target is \"Value\"; a value "
+                                       "has no bars ago, and the condition loses it");
     }
     const Modifier modify2 = GetModifier(Find(row, "modify2"), place, "modify2", true);
     s.modify2On = modify2.on;
     s.modify2Operation = modify2.operation;
     s.modify2 = modify2.amount;
     s.modify2Unit = modify2.on ? modify2.unit : std::string();
-    if (const json* value = Find(row, "value")) {
-        s.value1 = GetNumber(*value, place.Field("value"));
-    }
     return result;
 }
 

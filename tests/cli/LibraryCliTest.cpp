@@ -72,6 +72,23 @@ TEST_F(LibraryCliTest, ImportedScansAreListedShownAndExportedAsTheyWereGiven) {
     EXPECT_EQ(library.formulas[1].rows[0].storedValue, Variant(std::int32_t{2}));
 }
 
+// A row the editor can hold although its formula is odd ("is equal to" a value of the
+// current bar: the value vanishes) is stored, exported and generated back as it was.
+TEST_F(LibraryCliTest, AFormulaWithAVanishingValueIsExportedAsStored) {
+    const std::string scan = R"j({"name": "Equal", "rows": [{"indicator1": "RSI",
+        "comparison": "is equal to", "target": "Value", "bars2": 0, "value": 30}]})j";
+    const Result imported = Import({"--folder", "Buy Signals"}, scan);
+    ASSERT_EQ(imported.status, kExitOk) << imported.err;
+    EXPECT_NE(imported.err.find("warning: row 1: \"bars2\" is 0"), std::string::npos);
+
+    const Result exported = Run({"export", "Buy Signals", "Equal"});
+    ASSERT_EQ(exported.status, kExitOk) << exported.err;
+    const Result shown = Run({"show", "Buy Signals", "Equal"});
+    EXPECT_EQ(shown.out.substr(0, 30), "Filter = RSIa( Close, 14 ) ==;");
+    EXPECT_EQ(test::RunTool({"generate", "--registry", registry_, "-"}, exported.out).out,
+              shown.out);
+}
+
 TEST_F(LibraryCliTest, ImportRefusalsLeaveTheLibraryAsItWas) {
     ASSERT_EQ(Import({"--folder", "Buy Signals"}).status, kExitOk);
     const std::string before = Library();

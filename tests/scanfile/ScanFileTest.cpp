@@ -89,11 +89,9 @@ TEST(ParseScan, BadInputIsNamedByRowAndField) {
          "row 1, field \"target\": \"has equalled\" compares with a value only"},
         {Rows(R"j({"indicator1": "MACD", "comparison": 0, "target": "Value"})j"),
          "row 1, field \"target\": \"crosses above\" compares with an indicator only"},
-        {Rows(R"j({"indicator1": "RSI", "comparison": "is less than"})j"),
-         "row 1, field \"target\": is required"},
-        {Rows(R"j({"comparison": 3})j"), "row 1, field \"indicator1\": is required"},
-        {Rows(R"j({"indicator1": "RSI", "comparison": 3, "target": "Value", "bars2": 0})j"),
-         "row 1, field \"bars2\": must not be 0"},
+        {Rows(R"j({"comparison": 3})j"), "row 1, field \"comparison\": needs \"indicator1\""},
+        {Rows(R"j({"indicator1": "RSI", "target": "Value"})j"),
+         "row 1, field \"target\": needs \"comparison\""},
         {Rows(R"j({"indicator1": "RSI", "comparison": 3, "target": "Value",
                   "modify2": {"op": "Double", "amount": 1}})j"),
          "row 1, field \"modify2\".op: \"Double\" is not one of"},
@@ -111,15 +109,44 @@ TEST(ParseScan, BadInputIsNamedByRowAndField) {
     }
 }
 
-TEST(ParseScan, WarnsAboutConditionsWithoutASecondOperand) {
+// What the editor can hold is read, with a warning where the formula comes out odd, so that
+// every formula the library holds can be written as a scan file and generated again.
+TEST(ParseScan, ReadsOddConditionsTheEditorCanHoldWithAWarning) {
     const ParsedScan parsed = Parse(Rows(
         R"j({"indicator1": "RSI", "comparison": 3, "target": "Indicator"},
-           {"indicator1": "RSI", "comparison": 3, "target": "Value", "indicator2": "RSI"})j"));
-    ASSERT_EQ(parsed.warnings.size(), 2u);
-    EXPECT_NE(parsed.warnings[0].find("row 1: the target is \"Indicator\" but no \"indicator2\""),
-              std::string::npos);
-    EXPECT_NE(parsed.warnings[1].find("row 2: \"indicator2\" is given while the target is"),
-              std::string::npos);
+           {"indicator1": "RSI", "comparison": 3, "target": "Value", "indicator2": "RSI"},
+           {"indicator1": "RSI", "comparison": "is equal to", "target": "Value", "bars2": 0,
+            "value": 30},
+           {"indicator1": "RSI", "comparison": "is less than", "value": 30},
+           {"indicator1": "MFI", "bars2": 1},
+           {"joiner": "OR", "value": 3})j"));
+    const std::string expected[] = {
+        "row 1: the target is \"Indicator\" but no \"indicator2\"",
+        "row 2: \"indicator2\" is given while the target is",
+        "row 3: \"bars2\" is 0 while the target is \"Value\"",
+        "row 4: no \"target\" is given for \"is less than\"",
+        "row 5: no \"comparison\" is given; the row is unfinished",
+        "row 6: no \"indicator1\" is given; the row is unfinished",
+    };
+    ASSERT_EQ(parsed.warnings.size(), std::size(expected));
+    for (std::size_t i = 0; i < std::size(expected); ++i) {
+        EXPECT_EQ(parsed.warnings[i].rfind(expected[i], 0), 0u) << parsed.warnings[i];
+    }
+    EXPECT_EQ(parsed.scan.rows[3].state.comparisonType, "") << "nothing chosen in the list";
+    EXPECT_FALSE(parsed.scan.rows[4].state.comparison);
+
+    // They generate what the editor shows for them: the value of "bars2" 0 vanishes, no
+    // target keeps the placeholder, and the unfinished row adds nothing.
+    MemoryHive hive;
+    const CProgramSettings settings = CProgramSettings::ForMarlindex(hive);
+    Scan scan = parsed.scan;
+    scan.analysis = AnalysisType::BuyScan;
+    scan.rows.erase(scan.rows.begin(), scan.rows.begin() + 2);
+    const GeneratedScan generated = GenerateScan(scan, settings);
+    EXPECT_EQ(generated.formula, "Buy = RSIa( Close, 14 ) == \r\n"
+                                 "AND RSIa( Close, 14 ) < Ref( Array2, -1 );");
+    EXPECT_EQ(generated.rowTexts[2], "AND MFI of the current bar");
+    EXPECT_EQ(generated.rowTexts[3], "OR ") << "as a pending row reads";
 }
 
 TEST(GenerateScan, WorkedExampleThroughTheScanFile) {
