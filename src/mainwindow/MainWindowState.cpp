@@ -7,6 +7,7 @@
 #include "startup/TextHelpers.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <limits>
@@ -87,6 +88,23 @@ std::optional<double> ReadRange(std::string_view text) {
     }
     return value;
 }
+
+// The lists and their click events, in ComboId order.
+struct ComboList {
+    ComboBox MainWindowState::*box;
+    void (MainWindowState::*click)();
+};
+constexpr std::array<ComboList, 9> kComboLists{{
+    {&MainWindowState::cboIA1, &MainWindowState::cboIA1_Click},
+    {&MainWindowState::cboED1, &MainWindowState::cboED1_Click},
+    {&MainWindowState::cboModify1, &MainWindowState::cboModify1_Click},
+    {&MainWindowState::cboCO, &MainWindowState::cboCO_Click},
+    {&MainWindowState::cboCT, &MainWindowState::cboCT_Click},
+    {&MainWindowState::cboIA2, &MainWindowState::cboIA2_Click},
+    {&MainWindowState::cboED2, &MainWindowState::cboED2_Click},
+    {&MainWindowState::cboModify2, &MainWindowState::cboModify2_Click},
+    {&MainWindowState::cboModifyED2, &MainWindowState::cboModifyED2_Click},
+}};
 
 } // namespace
 
@@ -205,27 +223,7 @@ void MainWindowState::AssembleFormula() {
 // ---- editor ----
 
 ComboBox& MainWindowState::Combo(ComboId combo) {
-    switch (combo) {
-    case ComboId::cboIA1:
-        return cboIA1;
-    case ComboId::cboED1:
-        return cboED1;
-    case ComboId::cboModify1:
-        return cboModify1;
-    case ComboId::cboCO:
-        return cboCO;
-    case ComboId::cboCT:
-        return cboCT;
-    case ComboId::cboIA2:
-        return cboIA2;
-    case ComboId::cboED2:
-        return cboED2;
-    case ComboId::cboModify2:
-        return cboModify2;
-    case ComboId::cboModifyED2:
-        break;
-    }
-    return cboModifyED2;
+    return this->*kComboLists[static_cast<std::size_t>(combo)].box;
 }
 
 void MainWindowState::ClearList(ComboId combo) {
@@ -275,26 +273,7 @@ void MainWindowState::TakeChoice(ComboId combo) {
 
 void MainWindowState::Choose(ComboId combo, int index) {
     SelectItem(combo, index);
-    switch (combo) {
-    case ComboId::cboIA1:
-        return cboIA1_Click();
-    case ComboId::cboED1:
-        return cboED1_Click();
-    case ComboId::cboModify1:
-        return cboModify1_Click();
-    case ComboId::cboCO:
-        return cboCO_Click();
-    case ComboId::cboCT:
-        return cboCT_Click();
-    case ComboId::cboIA2:
-        return cboIA2_Click();
-    case ComboId::cboED2:
-        return cboED2_Click();
-    case ComboId::cboModify2:
-        return cboModify2_Click();
-    case ComboId::cboModifyED2:
-        return cboModifyED2_Click();
-    }
+    (this->*kComboLists[static_cast<std::size_t>(combo)].click)();
 }
 
 // An indicator with a choice list (moving-average type, price field) shows it with the first

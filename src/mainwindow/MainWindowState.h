@@ -50,7 +50,7 @@ struct RunOutcome {
 // that or a version that is not a number.
 std::string RunFilePath(const std::string& programFolder, const std::string& version);
 
-// The combo boxes, for choosing an entry as a user does.
+// The combo boxes, for choosing an entry as a user does (in the order the editor lists them).
 enum class ComboId {
     cboIA1,
     cboED1,
