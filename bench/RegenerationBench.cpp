@@ -70,6 +70,7 @@ void BM_RegenerateFiftyRowFormula(benchmark::State& state) {
         const ConditionTranslation t = editor.Translate();
         std::string rowText = editor.RowText(editedRow, "AND", t);
         editor.Store(rowCount, true, editedRow, "AND", t, std::move(rowText));
+        editor.BuildCode(rowCount);
         const std::string formula = editor.Assemble(scan.filter, scan.applyTo, scan.analysis);
         const std::vector<FormatRun> runs = ColourRuns(DecodeText(formula));
         benchmark::DoNotOptimize(runs.data());

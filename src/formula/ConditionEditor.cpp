@@ -39,6 +39,9 @@ void ConditionEditor::Store(int rowCount, bool editMode, int selectedRow, std::s
             }
         }
     }
+}
+
+void ConditionEditor::BuildCode(int rowCount) {
     conditionCode_ = BuildConditionCode(records_, rowCount);
 }
 

@@ -5,7 +5,7 @@
 //   1. Translate: the condition's AFL and words;
 //   2. RowText: the grid text of the row being written (joiner word, brackets, words);
 //   3. Store: the translation into that row's record (with the corrections it made kept in
-//      the condition too), and the condition code rebuilt from all records;
+//      the condition too), then BuildCode: the condition code rebuilt from all records;
 //   4. Assemble: the formula text from the condition code, the filter and the run options.
 #pragma once
 
@@ -36,13 +36,14 @@ public:
     // its record holds (none before it has one).
     std::string RowText(int row, std::string_view joiner,
                         const ConditionTranslation& translation) const;
-    // Keeps the translation's corrections in the condition, writes the translation into the
-    // record of the row being written, and rebuilds the condition code. The records are sized
-    // to `rowCount`; the target is `selectedRow` in edit mode, else the last row, which in
-    // add mode also takes `joiner` as its joiner (the first row never has one) and `rowCount`
-    // as its row number.
+    // Keeps the translation's corrections in the condition and writes the translation into
+    // the record of the row being written. The records are sized to `rowCount`; the target is
+    // `selectedRow` in edit mode, else the last row, which in add mode also takes `joiner` as
+    // its joiner (the first row never has one) and `rowCount` as its row number.
     void Store(int rowCount, bool editMode, int selectedRow, std::string_view joiner,
                const ConditionTranslation& translation, std::string rowText);
+    // The condition code of the first `rowCount` records, as a written row rebuilds it.
+    void BuildCode(int rowCount);
     // Trims the condition code (and keeps it trimmed), then builds the formula text.
     std::string Assemble(std::string_view filterExpression, int applyTo, AnalysisType analysis);
 

@@ -198,6 +198,7 @@ void MainWindowState::UpdateFormula() {
     gridCount_ = CountConditionRows();
 
     editor_.Store(gridCount_, editMode, selectedRow_, gridOperator_, translation, std::move(text));
+    editor_.BuildCode(gridCount_);
     // The fields show the values the translation corrected.
     if (translation.correctedTP1) {
         txtTP1.text = std::to_string(TP1());

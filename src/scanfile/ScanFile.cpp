@@ -511,6 +511,7 @@ GeneratedScan GenerateScan(const Scan& scan, const CProgramSettings& settings) {
         generated.rowTexts.push_back(rowText);
         editor.Store(rowCount, false, 0, row.joiner, translation, std::move(rowText));
     }
+    editor.BuildCode(rowCount);
     generated.formula = editor.Assemble(scan.filter, scan.applyTo, scan.analysis);
     generated.conditionCode = editor.ConditionCode();
     generated.records = editor.Records();
