@@ -238,7 +238,12 @@ bool frmFilter::eventFilter(QObject* watched, QEvent* event) {
         const QPoint at = mouse->position().toPoint();
         bool popup = false;
         const std::string key = KeyOf(TreeView1->itemAt(at));
-        Handle([this, button, &key, &popup] { popup = state_.TreeView1_MouseUp(button, key); });
+        // After the left button the click that follows shows the state.
+        Handle([this, button, &key, &popup] { popup = state_.TreeView1_MouseUp(button, key); },
+               false);
+        if (popup || button != 1) {
+            Mirror();
+        }
         if (popup) {
             mFile->popup(TreeView1->viewport()->mapToGlobal(at));
         }
@@ -246,12 +251,14 @@ bool frmFilter::eventFilter(QObject* watched, QEvent* event) {
     return QDialog::eventFilter(watched, event);
 }
 
-void frmFilter::Handle(const std::function<void()>& event) {
+void frmFilter::Handle(const std::function<void()>& event, bool mirror) {
     if (const std::optional<std::string> failure = RunGuarded(event)) {
         prompts_.Inform(std::string(FilterTree::kCaption), "Could not complete that: " + *failure,
                         PromptIcon::Exclamation);
     }
-    Mirror();
+    if (mirror) {
+        Mirror();
+    }
 }
 
 void frmFilter::btnOK_Click() {

@@ -47,8 +47,9 @@ protected:
 private:
     void CreateControls();
     // Every user event reaches the state through here: an unexpected failure is reported
-    // rather than escaping into the event loop, and the widgets then show the state.
-    void Handle(const std::function<void()>& event);
+    // rather than escaping into the event loop, and the widgets then show the state (unless
+    // an event that follows shows it).
+    void Handle(const std::function<void()>& event, bool mirror = true);
     void btnOK_Click();
     void LabelEditFinished();
     QTreeWidgetItem* FindNode(const std::string& key) const;
