@@ -31,17 +31,16 @@ std::optional<ParsedScan> ReadScanFile(const std::string& name, std::istream& in
         return std::nullopt;
     }
     const std::string shown = DisplayName(name);
-    ParsedScan parsed;
-    try {
-        parsed = ParseScan(*text);
-    } catch (const ScanError& error) {
-        err << shown << ": " << error.what() << "\n";
+    Result<ParsedScan> parsed = ParseScan(*text);
+    if (!parsed) {
+        parsed.problem().where.file = shown;
+        Report(parsed.problem(), err);
         return std::nullopt;
     }
-    for (const std::string& warning : parsed.warnings) {
+    for (const std::string& warning : parsed->warnings) {
         err << shown << ": warning: " << warning << "\n";
     }
-    return parsed;
+    return std::move(parsed).value();
 }
 
 GeneratedScan GenerateWithSettings(const Scan& scan, const std::string& registryFile,
@@ -71,6 +70,11 @@ FileHive OpenSettingsFile(const std::string& file, FileHive::Access access, std:
 int Finish(std::ostream& out) {
     out.flush();
     return out ? kExitOk : kExitFailure;
+}
+
+int Report(const Problem& problem, std::ostream& err) {
+    err << problem.Message() << "\n";
+    return problem.kind == ProblemKind::BadInput ? kExitBadInput : kExitFailure;
 }
 
 } // namespace marlindex

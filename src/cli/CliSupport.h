@@ -2,8 +2,9 @@
 // command group adds its subcommands to the one command line.
 #pragma once
 
-#include "formula/ScanFile.h"
+#include "scanfile/ScanFile.h"
 #include "settings/FileHive.h"
+#include "startup/Problem.h"
 
 #include <CLI/CLI.hpp>
 #include <functional>
@@ -41,8 +42,7 @@ void AddLibraryCommands(CLI::App& app, CliStreams streams, CliCommands& commands
 void AddDatabaseCommands(CLI::App& app, CliStreams streams, CliCommands& commands);
 
 // A file named on the command line; "-" is standard input. Unreadable: says so on stderr.
-std::optional<std::string> ReadInput(const std::string& name, std::istream& in,
-                                     std::ostream& err);
+std::optional<std::string> ReadInput(const std::string& name, std::istream& in, std::ostream& err);
 // A scan file named on the command line ("-" is stdin), read and checked; its warnings go to
 // stderr. None, with the reason on stderr, when it cannot be read or is not a scan file.
 std::optional<ParsedScan> ReadScanFile(const std::string& name, std::istream& in,
@@ -59,5 +59,8 @@ std::string DisplayName(const std::string& name);
 FileHive OpenSettingsFile(const std::string& file, FileHive::Access access, std::ostream& err);
 // Flushes the result; a failed write to stdout is a failure of the command.
 int Finish(std::ostream& out);
+// Says the problem on `err` in one line and returns the exit status for its kind: bad input
+// 2, a failure 1.
+int Report(const Problem& problem, std::ostream& err);
 
 } // namespace marlindex

@@ -28,17 +28,12 @@ std::optional<FilterFileContents> ReadFolderFilter(const std::string& databaseFo
         err << databaseFolder << ": no such database folder\n";
         return std::nullopt;
     }
-    const fs::path file = FilterFilePath(databaseFolder);
-    try {
-        return ReadFilterFile(file);
-    } catch (const FilterFileError& damage) {
-        err << file.string();
-        if (damage.line() > 0) {
-            err << ", line " << damage.line();
-        }
-        err << ": There was an error with the configuration file: " << damage.what() << "\n";
+    Result<FilterFileContents> read = ReadFilterFile(FilterFilePath(databaseFolder));
+    if (!read) {
+        err << read.problem().Message() << "\n";
         return std::nullopt;
     }
+    return std::move(read).value();
 }
 
 int Filter(const FilterOptions& options, std::ostream& out, std::ostream& err) {
@@ -54,11 +49,9 @@ int Filter(const FilterOptions& options, std::ostream& out, std::ostream& err) {
                 << kFilterBackupName << ").\n";
             return kExitBadInput;
         }
-        try {
-            RecreateFilterFile(options.databaseFolder, options.backup);
-        } catch (const FilterWriteError& failure) {
-            err << failure.what() << "\n";
-            return kExitFailure;
+        if (const Result<void> written = RecreateFilterFile(options.databaseFolder, options.backup);
+            !written) {
+            return Report(written.problem(), err);
         }
         err << FilterFilePath(options.databaseFolder).string() << ": re-created"
             << (options.backup

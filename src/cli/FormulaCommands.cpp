@@ -2,7 +2,7 @@
 #include "cli/CliSupport.h"
 #include "formula/ColourRendering.h"
 #include "formula/Colouring.h"
-#include "formula/ScanFile.h"
+#include "scanfile/ScanFile.h"
 #include "startup/Codepage.h"
 
 #include <iostream>

@@ -1,13 +1,13 @@
 #include "cli/CliCommands.h"
 #include "cli/CliSupport.h"
-#include "startup/StartupArguments.h"
-#include "formula/ScanFile.h"
 #include "library/FormulaComment.h"
 #include "library/LibraryBrowser.h"
 #include "library/LibraryFile.h"
-#include "library/LibraryScan.h"
+#include "scanfile/LibraryScan.h"
+#include "scanfile/ScanFile.h"
 #include "startup/AtomicFile.h"
 #include "startup/Codepage.h"
+#include "startup/StartupArguments.h"
 
 #include <iostream>
 #include <memory>
@@ -48,20 +48,12 @@ std::string Quoted(std::string_view text) {
 // The library as the dialog would show it; none (with the message and exit status given)
 // when it cannot be read. A missing file is the default library.
 std::optional<Library> Load(const fs::path& file, std::ostream& err, int& status) {
-    LibraryLoad load = LoadLibraryFile(file);
-    switch (load.status) {
-    case LibraryLoad::Status::Read:
-    case LibraryLoad::Status::Missing:
-        return std::move(load.library);
-    case LibraryLoad::Status::Damaged:
-        status = kExitBadInput;
-        break;
-    case LibraryLoad::Status::Unreadable:
-        status = kExitFailure;
-        break;
+    Result<LoadedLibrary> load = LoadLibraryFile(file);
+    if (!load) {
+        status = Report(load.problem(), err);
+        return std::nullopt;
     }
-    err << load.problem << "\n";
-    return std::nullopt;
+    return std::move(load->library);
 }
 
 const LibraryFormula* FindFormula(const Library& library, const fs::path& file,
@@ -129,14 +121,16 @@ int Show(const LibraryOptions& options, bool asScan, std::ostream& out, std::ost
         out << formula->formulaText;
         return Finish(out);
     }
-    try {
-        out << ExportScan(*formula);
-    } catch (const ScanError& error) {
-        err << file.string() << ": formula " << Quoted(options.name) << " in folder "
-            << Quoted(options.folder) << " cannot be written as a scan file: " << error.what()
-            << "\n";
-        return kExitBadInput;
+    Result<std::string> exported = ExportScan(*formula);
+    if (!exported) {
+        Problem& problem = exported.problem();
+        problem.where.file = file.string();
+        problem.where.within = "formula " + Quoted(options.name) + " in folder " +
+                               Quoted(options.folder) + ", " + problem.where.within;
+        problem.what = "cannot be written as a scan file: " + problem.what;
+        return Report(problem, err);
     }
+    out << *exported;
     return Finish(out);
 }
 
@@ -181,9 +175,8 @@ int Import(const LibraryOptions& options, std::istream& in, std::ostream& err) {
     formula.name = name;
     formula.description = options.importDescription.value_or(parsed->scan.description);
     library->StoreFormula(std::move(formula), std::to_string(folder->id), existing);
-    if (const auto problem = SaveLibraryFile(file, *library)) {
-        err << problem->message << "\n";
-        return problem->refused ? kExitBadInput : kExitFailure;
+    if (const Result<void> saved = SaveLibraryFile(file, *library); !saved) {
+        return Report(saved.problem(), err);
     }
     return kExitOk;
 }

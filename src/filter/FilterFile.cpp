@@ -34,8 +34,12 @@ std::string_view FirstField(std::string_view line) {
     return line.substr(0, line.find('\t'));
 }
 
-std::string Quoted(std::string_view text) {
-    return "\"" + std::string(text) + "\"";
+Problem Damage(std::size_t line, std::string what) {
+    return Problem{ProblemKind::BadInput, Place::AtLine(line), std::move(what)};
+}
+
+Problem FileFailure(const fs::path& file, std::string what) {
+    return Problem{ProblemKind::Failure, Place::InFile(file.string()), std::move(what)};
 }
 
 } // namespace
@@ -44,14 +48,14 @@ fs::path FilterFilePath(const fs::path& databaseFolder) {
     return databaseFolder / kFilterFileName;
 }
 
-FilterFileContents ParseFilterFile(std::string_view cp1252Bytes) {
+Result<FilterFileContents> ParseFilterFile(std::string_view cp1252Bytes) {
     const std::string text = Cp1252ToUtf8(cp1252Bytes);
     const std::vector<std::string_view> lines = SplitLines(text);
     if (lines.empty()) {
-        throw FilterFileError("The file is empty: no [Market] heading", 1);
+        return Damage(1, "The file is empty: no [Market] heading");
     }
     if (FirstField(lines[0]) != kFilterCategories[0].heading) {
-        throw FilterFileError("No [Market] heading", 1);
+        return Damage(1, "No [Market] heading");
     }
 
     FilterFileContents contents;
@@ -61,13 +65,13 @@ FilterFileContents ParseFilterFile(std::string_view cp1252Bytes) {
         const std::string_view ending =
             last ? std::string_view{} : kFilterCategories[category + 1].heading;
         for (;; ++next) {
-            const int lineNumber = static_cast<int>(next) + 1;
+            const std::size_t lineNumber = next + 1;
             if (next == lines.size()) {
                 if (last) {
                     return contents;
                 }
-                throw FilterFileError(
-                    "The file ends before the " + std::string(ending) + " heading", lineNumber);
+                return Damage(lineNumber,
+                              "The file ends before the " + std::string(ending) + " heading");
             }
             const std::string_view line = lines[next];
             if (!last && FirstField(line) == ending) {
@@ -76,10 +80,9 @@ FilterFileContents ParseFilterFile(std::string_view cp1252Bytes) {
             }
             const std::size_t tab = line.find('\t');
             if (tab == std::string_view::npos) {
-                throw FilterFileError("No TAB between the mark and the name in " + Quoted(line) +
-                                          " under " +
-                                          std::string(kFilterCategories[category].heading),
-                                      lineNumber);
+                return Damage(lineNumber, "No TAB between the mark and the name in " +
+                                              QuoteExcerpt(line) + " under " +
+                                              std::string(kFilterCategories[category].heading));
             }
             const std::string_view mark = line.substr(0, tab);
             std::string_view name = line.substr(tab + 1);
@@ -93,13 +96,17 @@ FilterFileContents ParseFilterFile(std::string_view cp1252Bytes) {
     return contents;
 }
 
-FilterFileContents ReadFilterFile(const fs::path& file) {
+Result<FilterFileContents> ReadFilterFile(const fs::path& file) {
     std::error_code error;
     const std::optional<std::string> bytes = ReadWholeFile(file, &error);
     if (!bytes) {
-        throw FilterFileError("Cannot read the file: " + error.message(), 0);
+        return FileFailure(file, "Cannot read the file: " + error.message());
     }
-    return ParseFilterFile(*bytes);
+    Result<FilterFileContents> contents = ParseFilterFile(*bytes);
+    if (!contents) {
+        contents.problem().where.file = file.string();
+    }
+    return contents;
 }
 
 std::string FormatFilterFile(const FilterFileContents& contents) {
@@ -117,17 +124,18 @@ std::string FormatFilterFile(const FilterFileContents& contents) {
     return text;
 }
 
-void WriteFilterFile(const fs::path& file, const FilterFileContents& contents) {
+Result<void> WriteFilterFile(const fs::path& file, const FilterFileContents& contents) {
     CodepageError codepageError;
     const std::optional<std::string> bytes =
         Utf8ToCp1252(FormatFilterFile(contents), &codepageError);
     if (!bytes) {
-        throw FilterWriteError(file.string() + ": " + codepageError.what +
-                               ", so the filter was not written");
+        return Problem{ProblemKind::BadInput, Place::InFile(file.string()),
+                       codepageError.what + ", so the filter was not written"};
     }
     if (const std::error_code error = WriteFileAtomically(file, *bytes)) {
-        throw FilterWriteError(file.string() + ": cannot write the file: " + error.message());
+        return FileFailure(file, "cannot write the file: " + error.message());
     }
+    return {};
 }
 
 FilterFileContents DefaultFilterContents() {
@@ -146,22 +154,20 @@ FilterFileContents DefaultFilterContents() {
     return contents;
 }
 
-void RecreateFilterFile(const fs::path& databaseFolder, bool backup) {
+Result<void> RecreateFilterFile(const fs::path& databaseFolder, bool backup) {
     const fs::path file = FilterFilePath(databaseFolder);
     std::error_code error;
     if (backup && fs::exists(file, error)) {
         const std::optional<std::string> old = ReadWholeFile(file, &error);
         if (!old) {
-            throw FilterWriteError(file.string() +
-                                   ": cannot read the old file to back it up: " + error.message());
+            return FileFailure(file, "cannot read the old file to back it up: " + error.message());
         }
         const fs::path backupFile = databaseFolder / kFilterBackupName;
         if (const std::error_code written = WriteFileAtomically(backupFile, *old)) {
-            throw FilterWriteError(backupFile.string() +
-                                   ": cannot write the backup: " + written.message());
+            return FileFailure(backupFile, "cannot write the backup: " + written.message());
         }
     }
-    WriteFilterFile(file, DefaultFilterContents());
+    return WriteFilterFile(file, DefaultFilterContents());
 }
 
 } // namespace marlindex

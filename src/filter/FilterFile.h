@@ -4,10 +4,11 @@
 // wrote it; UTF-8 inside the program.
 #pragma once
 
+#include "startup/Problem.h"
+
 #include <array>
 #include <cstddef>
 #include <filesystem>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -51,43 +52,27 @@ struct FilterFileItem {
 // The items of each section, in category order.
 using FilterFileContents = std::array<std::vector<FilterFileItem>, kFilterCategoryCount>;
 
-// A file that cannot serve as the filter: missing, unreadable or damaged. `line` is the
-// 1-based line where the damage shows, 0 for the file as a whole.
-class FilterFileError : public std::runtime_error {
-public:
-    FilterFileError(const std::string& description, int line)
-        : std::runtime_error(description), line_(line) {}
-    int line() const { return line_; }
-
-private:
-    int line_;
-};
-
-// A filter file (or its backup) that could not be written; the old file is untouched.
-class FilterWriteError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
-
 std::filesystem::path FilterFilePath(const std::filesystem::path& databaseFolder);
 
 // Reads the file's bytes. A mark other than "0" or "1" counts as excluded; a heading is
-// recognised by the text before the first TAB. Throws FilterFileError.
-FilterFileContents ParseFilterFile(std::string_view cp1252Bytes);
-FilterFileContents ReadFilterFile(const std::filesystem::path& file);
+// recognised by the text before the first TAB. Damage is bad input placed by its line.
+Result<FilterFileContents> ParseFilterFile(std::string_view cp1252Bytes);
+// As ParseFilterFile, with the file named in a problem; a file that cannot be read (or is
+// missing) is a failure.
+Result<FilterFileContents> ReadFilterFile(const std::filesystem::path& file);
 
 // The file's text in UTF-8, every line ended by CR LF.
 std::string FormatFilterFile(const FilterFileContents& contents);
-// Writes the file in Windows-1252 through a temporary file. Throws FilterWriteError, for
-// instance for a name the code page cannot hold.
-void WriteFilterFile(const std::filesystem::path& file, const FilterFileContents& contents);
+// Writes the file in Windows-1252 through a temporary file. Bad input for a name the code page
+// cannot hold, a failure when the file could not be written; the old file is then untouched.
+Result<void> WriteFilterFile(const std::filesystem::path& file, const FilterFileContents& contents);
 
 // Two numbered items in each named section, 64 watch lists, nothing marked.
 FilterFileContents DefaultFilterContents();
 
 // Writes the default file into the folder, first copying the old file to "tempFilter.bak"
 // (over an earlier backup) when `backup` is set and there is an old file. When the backup
-// cannot be made the old file stays as it is. Throws FilterWriteError.
-void RecreateFilterFile(const std::filesystem::path& databaseFolder, bool backup);
+// cannot be made the old file stays as it is. Problems as WriteFilterFile's.
+Result<void> RecreateFilterFile(const std::filesystem::path& databaseFolder, bool backup);
 
 } // namespace marlindex

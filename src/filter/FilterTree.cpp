@@ -79,30 +79,28 @@ FilterLoadResult FilterTree::Form_Load(UserPrompts& prompts) {
     FilterFileContents contents;
     bool recreated = false;
     for (;;) {
-        try {
-            contents = ReadFilterFile(file);
+        Result<FilterFileContents> read = ReadFilterFile(file);
+        if (read) {
+            contents = std::move(read).value();
             break;
-        } catch (const FilterFileError& damage) {
-            if (recreated) {
-                // The file just written does not read back; asking again would never end.
-                prompts.Inform(std::string(kConfigurationErrorTitle),
-                               file.string() +
-                                   ": the re-created file cannot be read: " + damage.what(),
-                               PromptIcon::Exclamation);
-                Publish(false);
-                return FilterLoadResult::NotRecreated;
-            }
+        }
+        if (recreated) {
+            // The file just written does not read back; asking again would never end.
+            prompts.Inform(std::string(kConfigurationErrorTitle),
+                           "The re-created configuration file cannot be read.\r\n" +
+                               read.problem().Message(),
+                           PromptIcon::Exclamation);
+            Publish(false);
+            return FilterLoadResult::NotRecreated;
         }
         const bool backup =
             prompts.AskYesNo(std::string(kConfigurationErrorTitle),
                              std::string(kConfigurationErrorText), PromptIcon::Critical);
-        try {
-            RecreateFilterFile(databaseFolder_, backup);
-        } catch (const FilterWriteError& failure) {
+        if (const Result<void> written = RecreateFilterFile(databaseFolder_, backup); !written) {
             prompts.Inform(std::string(kConfigurationErrorTitle),
                            std::string("The configuration file could not be re-created; the old "
                                        "file is left as it was.\r\n") +
-                               failure.what(),
+                               written.problem().Message(),
                            PromptIcon::Exclamation);
             Publish(false);
             return FilterLoadResult::NotRecreated;
@@ -126,10 +124,10 @@ bool FilterTree::SaveData(UserPrompts& prompts) {
     if (!loaded_) {
         return true;
     }
-    try {
-        WriteFilterFile(FilterFilePath(databaseFolder_), TreeContents());
-    } catch (const FilterWriteError& failure) {
-        prompts.Inform("File save", std::string("The filter was not saved.\r\n") + failure.what(),
+    if (const Result<void> written =
+            WriteFilterFile(FilterFilePath(databaseFolder_), TreeContents());
+        !written) {
+        prompts.Inform("File save", "The filter was not saved.\r\n" + written.problem().Message(),
                        PromptIcon::Exclamation);
         return false;
     }

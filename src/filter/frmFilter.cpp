@@ -1,5 +1,7 @@
 #include "filter/frmFilter.h"
 
+#include "startup/EventGuard.h"
+
 #include <QAction>
 #include <QGroupBox>
 #include <QHBoxLayout>
@@ -135,7 +137,7 @@ frmFilter::frmFilter(FilterTree& state, UserPrompts& prompts, QWidget* parent)
     if (!state_.IsLoaded()) {
         state_.Form_Load(prompts_);
     }
-    Refresh();
+    Mirror();
 }
 
 void frmFilter::CreateControls() {
@@ -199,27 +201,25 @@ void frmFilter::CreateControls() {
     mUncheckAll = addMenuItem("mUncheckAll", state_.mUncheckAll);
     mEdit = addMenuItem("mEdit", state_.mEdit);
 
-    connect(mAdd, &QAction::triggered, this, [this] { Forward(&FilterTree::mAdd_Click); });
-    connect(mDelete, &QAction::triggered, this, [this] { Forward(&FilterTree::mDelete_Click); });
+    connect(mAdd, &QAction::triggered, this, [this] { Handle([this] { state_.mAdd_Click(); }); });
+    connect(mDelete, &QAction::triggered, this,
+            [this] { Handle([this] { state_.mDelete_Click(); }); });
     connect(mUncheckAll, &QAction::triggered, this,
-            [this] { Forward(&FilterTree::mUncheckAll_Click); });
-    connect(mEdit, &QAction::triggered, this, [this] { Forward(&FilterTree::mEdit_Click); });
+            [this] { Handle([this] { state_.mUncheckAll_Click(); }); });
+    connect(mEdit, &QAction::triggered, this, [this] { Handle([this] { state_.mEdit_Click(); }); });
 
     connect(btnOK, &QPushButton::clicked, this, &frmFilter::btnOK_Click);
     connect(btnCancel, &QPushButton::clicked, this, &frmFilter::reject);
 
     // The left button's release has been seen by the event filter before the click arrives.
     connect(TreeView1, &QTreeWidget::itemClicked, this, [this](QTreeWidgetItem* item) {
-        state_.TreeView1_NodeClick(KeyOf(item));
-        Refresh();
+        Handle([this, item] { state_.TreeView1_NodeClick(KeyOf(item)); });
     });
     connect(TreeView1, &QTreeWidget::itemExpanded, this, [this](QTreeWidgetItem* item) {
-        state_.TreeView1_Expand(KeyOf(item));
-        Refresh();
+        Handle([this, item] { state_.TreeView1_Expand(KeyOf(item)); });
     });
     connect(TreeView1, &QTreeWidget::itemCollapsed, this, [this](QTreeWidgetItem* item) {
-        state_.TreeView1_Collapse(KeyOf(item));
-        Refresh();
+        Handle([this, item] { state_.TreeView1_Collapse(KeyOf(item)); });
     });
     connect(TreeView1, &QTreeWidget::currentItemChanged, this,
             [this](QTreeWidgetItem* current) { state_.TreeView1.selectedKey = KeyOf(current); });
@@ -236,23 +236,35 @@ bool frmFilter::eventFilter(QObject* watched, QEvent* event) {
                            : mouse->button() == Qt::RightButton ? 2
                                                                 : 4;
         const QPoint at = mouse->position().toPoint();
-        if (state_.TreeView1_MouseUp(button, KeyOf(TreeView1->itemAt(at)))) {
-            Refresh();
+        bool popup = false;
+        const std::string key = KeyOf(TreeView1->itemAt(at));
+        // After the left button the click that follows shows the state.
+        Handle([this, button, &key, &popup] { popup = state_.TreeView1_MouseUp(button, key); },
+               false);
+        if (popup || button != 1) {
+            Mirror();
+        }
+        if (popup) {
             mFile->popup(TreeView1->viewport()->mapToGlobal(at));
-        } else if (button != 1) {
-            Refresh();
         }
     }
     return QDialog::eventFilter(watched, event);
 }
 
-void frmFilter::Forward(void (FilterTree::*menuEvent)()) {
-    (state_.*menuEvent)();
-    Refresh();
+void frmFilter::Handle(const std::function<void()>& event, bool mirror) {
+    if (const std::optional<std::string> failure = RunGuarded(event)) {
+        prompts_.Inform(std::string(FilterTree::kCaption), "Could not complete that: " + *failure,
+                        PromptIcon::Exclamation);
+    }
+    if (mirror) {
+        Mirror();
+    }
 }
 
 void frmFilter::btnOK_Click() {
-    if (state_.btnOK_Click(prompts_)) {
+    bool closes = false;
+    Handle([this, &closes] { closes = state_.btnOK_Click(prompts_); });
+    if (closes) {
         accept();
     }
 }
@@ -265,8 +277,10 @@ void frmFilter::reject() {
 void frmFilter::LabelEditFinished() {
     editorOpen_ = false;
     const std::optional<QString> text = labelEdit_->TakeCommitted();
-    state_.TreeView1_AfterLabelEdit(!text, text ? text->toStdString() : std::string(), prompts_);
-    Refresh();
+    Handle([this, &text] {
+        state_.TreeView1_AfterLabelEdit(!text, text ? text->toStdString() : std::string(),
+                                        prompts_);
+    });
 }
 
 QTreeWidgetItem* frmFilter::FindNode(const std::string& key) const {
@@ -302,7 +316,7 @@ void SyncChildren(QTreeWidgetItem* parent, const std::vector<std::string>& keys)
 
 } // namespace
 
-void frmFilter::RefreshTree() {
+void frmFilter::MirrorTree() {
     const FilterTreeView& tree = state_.TreeView1;
     if (!tree.hasRoot) {
         TreeView1->clear();
@@ -345,10 +359,10 @@ void frmFilter::RefreshTree() {
     }
 }
 
-void frmFilter::Refresh() {
+void frmFilter::Mirror() {
     {
         const QSignalBlocker blocker(TreeView1);
-        RefreshTree();
+        MirrorTree();
         if (QTreeWidgetItem* selected = FindNode(state_.TreeView1.selectedKey)) {
             TreeView1->setCurrentItem(selected);
         } else {

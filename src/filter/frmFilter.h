@@ -9,6 +9,7 @@
 #include <QDialog>
 #include <QIcon>
 #include <array>
+#include <functional>
 #include <string>
 
 class QAction;
@@ -32,7 +33,7 @@ public:
 
     // Copies the state onto the widgets; call it after changing the state from outside the
     // dialog (a database switch while the dialog is open).
-    void Refresh();
+    void Mirror();
 
     // The pictures of the marks: 0 an empty box, 1 a green tick, 2 a red cross.
     static QIcon MarkImage(int mark);
@@ -45,12 +46,14 @@ protected:
 
 private:
     void CreateControls();
-    // A menu command reaches the state, and the widgets show what it changed.
-    void Forward(void (FilterTree::*menuEvent)());
+    // Every user event reaches the state through here: an unexpected failure is reported
+    // rather than escaping into the event loop, and the widgets then show the state (unless
+    // an event that follows shows it).
+    void Handle(const std::function<void()>& event, bool mirror = true);
     void btnOK_Click();
     void LabelEditFinished();
     QTreeWidgetItem* FindNode(const std::string& key) const;
-    void RefreshTree();
+    void MirrorTree();
 
     FilterTree& state_;
     UserPrompts& prompts_;

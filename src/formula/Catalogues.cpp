@@ -1,5 +1,6 @@
 #include "formula/Catalogues.h"
 
+#include "formula/EditorState.h"
 #include "startup/TextHelpers.h"
 
 #include <charconv>
@@ -155,6 +156,14 @@ constexpr Catalogues kCatalogues{
         },
 };
 
+// The group of each comparison index, in catalogue order.
+constexpr std::array<ComparisonGroup, kComparisonCount> kComparisonGroups{
+    ComparisonGroup::Crossing,   ComparisonGroup::Crossing,      ComparisonGroup::BarByBar,
+    ComparisonGroup::BarByBar,   ComparisonGroup::BarByBar,      ComparisonGroup::HasBeen,
+    ComparisonGroup::HasBeen,    ComparisonGroup::WithinLast,    ComparisonGroup::WithinLast,
+    ComparisonGroup::WithinLast, ComparisonGroup::LowestHighest, ComparisonGroup::LowestHighest,
+};
+
 int ToInt(std::string_view text) {
     int value = 0;
     std::from_chars(text.data(), text.data() + text.size(), value);
@@ -188,11 +197,64 @@ IndicatorEntry Indicator(int index) {
 }
 
 ComparisonEntry Comparison(int index) {
-    auto fields = SplitEntry(kCatalogues.comparisons.at(static_cast<std::size_t>(index)));
-    ComparisonEntry entry{fields[0], ToInt(fields[1]), {}};
+    const auto position = static_cast<std::size_t>(index);
+    auto fields = SplitEntry(kCatalogues.comparisons.at(position));
+    ComparisonEntry entry;
+    entry.index = index;
+    entry.text = std::move(fields[0]);
+    entry.kind = static_cast<ComparisonKind>(ToInt(fields[1]));
+    entry.group = kComparisonGroups[position];
     entry.templates.assign(std::make_move_iterator(fields.begin() + 2),
                            std::make_move_iterator(fields.end()));
     return entry;
+}
+
+std::optional<ComparisonGroup> GroupOf(std::optional<int> comparison) {
+    if (!comparison || !IsComparisonIndex(*comparison)) {
+        return std::nullopt;
+    }
+    return kComparisonGroups[static_cast<std::size_t>(*comparison)];
+}
+
+bool TakesIndicator(ComparisonKind kind) {
+    return kind == ComparisonKind::IndicatorOnly || kind == ComparisonKind::IndicatorOrValue;
+}
+
+bool TakesValue(ComparisonKind kind) {
+    return kind != ComparisonKind::IndicatorOnly;
+}
+
+bool HasTargetList(ComparisonKind kind) {
+    return kind != ComparisonKind::OwnExtreme;
+}
+
+std::vector<std::string> OfferedTargets(ComparisonKind kind) {
+    std::vector<std::string> targets;
+    if (!HasTargetList(kind)) {
+        return targets;
+    }
+    if (TakesIndicator(kind)) {
+        targets.emplace_back(kTargetIndicator);
+    }
+    if (TakesValue(kind)) {
+        targets.emplace_back(kTargetValue);
+    }
+    return targets;
+}
+
+bool ComparesWithIndicator(ComparisonKind kind, std::string_view target) {
+    return TakesIndicator(kind) && (!TakesValue(kind) || target == kTargetIndicator);
+}
+
+bool ComparesWithValue(ComparisonKind kind, std::string_view target, std::int32_t bars1) {
+    if (kind == ComparisonKind::OwnExtreme) {
+        return bars1 == 0;
+    }
+    return TakesValue(kind) && (!TakesIndicator(kind) || target == kTargetValue);
+}
+
+bool TakesBars2(ComparisonGroup group) {
+    return group == ComparisonGroup::BarByBar;
 }
 
 std::vector<int> PairedIndicators(int indicatorA) {

@@ -15,11 +15,6 @@ bool IsOneOf(int value, std::initializer_list<int> set) {
     return std::find(set.begin(), set.end(), value) != set.end();
 }
 
-// Comparisons 2 to 4 compare the two sides bar by bar and have forms for a period 2 of 0.
-bool ComparesBarByBar(int comparison) {
-    return IsOneOf(comparison, {2, 3, 4});
-}
-
 bool IsModifyOperation(std::string_view operation) {
     return operation == kModifyIncrease || operation == kModifyDecrease ||
            operation == kModifyMultiply || operation == kModifyDivide;
@@ -85,14 +80,14 @@ std::string ModifiedSide2(const std::string& t, const EditorState& s) {
 // where there is one, else the catalogue default. An indicator without parameters never
 // touches the settings.
 std::string FillParameters(std::string text, const IndicatorEntry& indicator,
-                           CProgramSettings& settings) {
-    settings.SetSection("Settings\\Indicator\\" + std::to_string(indicator.index));
+                           const CProgramSettings& settings) {
     if (indicator.defaultParameters.empty()) {
         return text;
     }
+    const std::string section = "Settings\\Indicator\\" + std::to_string(indicator.index);
     const std::vector<std::string> defaults = SplitAtBlanks(indicator.defaultParameters);
     for (std::size_t k = 1; k <= defaults.size(); ++k) {
-        const std::string value = settings.ReadEntry(std::to_string(k), defaults[k - 1]);
+        const std::string value = settings.ReadEntry(section, std::to_string(k), defaults[k - 1]);
         text = ReplaceAll(text, " A" + std::to_string(k), " " + value);
     }
     return text;
@@ -103,7 +98,7 @@ std::string FillParameters(std::string text, const IndicatorEntry& indicator,
 // percentage modifier of 0 or less means 1.
 EditorState Corrected(const EditorState& state, ConditionTranslation& result) {
     EditorState s = state;
-    if (s.comparison && IsOneOf(*s.comparison, {5, 6}) && s.tp1 == 0) {
+    if (GroupOf(s.comparison) == ComparisonGroup::HasBeen && s.tp1 == 0) {
         s.tp1 = 1;
         result.correctedTP1 = 1;
     }
@@ -130,15 +125,13 @@ void SplitForStorage(const std::string& e, ConditionTranslation& result) {
     result.rightPart = e.substr(p);
 }
 
-std::string Expression(const EditorState& s, CProgramSettings& settings) {
+std::string Expression(const EditorState& s, const CProgramSettings& settings) {
     const ComparisonEntry c = Comparison(*s.comparison);
     const IndicatorEntry a = Indicator(*s.indicator1);
     const std::optional<IndicatorEntry> b =
         s.indicator2 ? std::optional(Indicator(*s.indicator2)) : std::nullopt;
-    const int comparison = *s.comparison;
     const std::int32_t tp1 = s.tp1;
-    // Only the bar-by-bar comparisons have forms for a period 2 of 0; the others read it as 1.
-    const std::int32_t tp2 = (s.tp2 == 0 && !ComparesBarByBar(comparison)) ? 1 : s.tp2;
+    const std::int32_t tp2 = (s.tp2 == 0 && !TakesBars2(c.group)) ? 1 : s.tp2;
 
     std::string code1 =
         a.aflTemplate.empty() ? std::string() : ModifiedSide1(OptionTemplate(a, s.option1), s);
@@ -179,44 +172,63 @@ std::string Expression(const EditorState& s, CProgramSettings& settings) {
     }
 
     // Bars ago become negative Ref offsets; the counts of BarsSince, LLV and HHV stay positive.
-    if (ComparesBarByBar(comparison)) {
+    switch (c.group) {
+    case ComparisonGroup::BarByBar:
         e = ReplaceAll(e, "Period1", std::to_string(-static_cast<std::int64_t>(tp1)));
-        e = ReplaceAll(e, "Period2", std::to_string(-static_cast<std::int64_t>(tp2)));
-    } else {
+        return ReplaceAll(e, "Period2", std::to_string(-static_cast<std::int64_t>(tp2)));
+    case ComparisonGroup::Crossing:
         e = ReplaceAll(e, "Period1", std::to_string(tp1));
-        if (IsOneOf(comparison, {0, 1})) {
-            e = ReplaceAll(e, "Period2", std::to_string(tp2));
-        }
+        return ReplaceAll(e, "Period2", std::to_string(tp2));
+    case ComparisonGroup::HasBeen:
+    case ComparisonGroup::WithinLast:
+    case ComparisonGroup::LowestHighest:
+        break;
     }
-    return e;
+    return ReplaceAll(e, "Period1", std::to_string(tp1));
 }
 
 // ---- the row's words ----
 
-std::string Plural(std::int32_t n, const char* one, const char* many) {
-    return n == 1 ? one : std::to_string(n) + many;
-}
-
-// The time phrase of a period for a comparison (or for none chosen yet).
-std::string TimePhrase(std::optional<int> comparison, std::int32_t n) {
-    const int c = comparison.value_or(-1);
-    if (c < 0 || ComparesBarByBar(c)) {
-        if (n == 0) {
-            return "of the current bar";
+// The time phrase of a period of n bars for a comparison group (or for none chosen yet, when
+// it describes the bar of indicator A).
+std::string TimePhrase(std::optional<ComparisonGroup> group, std::int32_t n) {
+    struct Words {
+        const char* zero;
+        const char* one;
+        const char* before; // before n, for n other than 0 and 1
+        const char* after;  // after n
+    };
+    static constexpr Words kAgo{"of the current bar", "of 1 bar ago", "of ", " bars ago"};
+    static constexpr Words kPrevious{"on the current bar", "for the previous 1 bar",
+                                     "for the previous ", " bars"};
+    static constexpr Words kWithin{"on the current bar", "within the last 1 bar",
+                                   "within the last ", " bars"};
+    static constexpr Words kOnOrAfter{"on the current bar", "on or after the previous bar",
+                                      "on or after the previous ", " bars"};
+    const Words* words = &kAgo;
+    if (group) {
+        switch (*group) {
+        case ComparisonGroup::BarByBar:
+            break;
+        case ComparisonGroup::HasBeen:
+        case ComparisonGroup::LowestHighest:
+            words = &kPrevious;
+            break;
+        case ComparisonGroup::WithinLast:
+            words = &kWithin;
+            break;
+        case ComparisonGroup::Crossing:
+            words = &kOnOrAfter;
+            break;
         }
-        return n == 1 ? "of 1 bar ago" : "of " + std::to_string(n) + " bars ago";
     }
     if (n == 0) {
-        return "on the current bar";
+        return words->zero;
     }
-    if (IsOneOf(c, {7, 8, 9})) {
-        return "within the last " + Plural(n, "1 bar", " bars");
+    if (n == 1) {
+        return words->one;
     }
-    if (IsOneOf(c, {0, 1})) {
-        return n == 1 ? "on or after the previous bar"
-                      : "on or after the previous " + std::to_string(n) + " bars";
-    }
-    return "for the previous " + Plural(n, "1 bar", " bars");
+    return words->before + std::to_string(n) + words->after;
 }
 
 std::string ModifierWords(bool on, const std::string& operation, double amount, bool percent) {
@@ -267,35 +279,33 @@ std::string DescribeCondition(const EditorState& s) {
         Append(text, TimePhrase(std::nullopt, s.tp1));
         return text;
     }
-    const int c = *s.comparison;
-    const ComparisonEntry entry = Comparison(c);
-    const bool barByBar = ComparesBarByBar(c);
+    const ComparisonEntry entry = Comparison(*s.comparison);
+    // The bar-by-bar comparisons say which bar of each side they take; the others say over
+    // which bars the comparison holds.
+    const bool barByBar = entry.group == ComparisonGroup::BarByBar;
     if (barByBar) {
-        Append(text, TimePhrase(c, s.tp1));
+        Append(text, TimePhrase(entry.group, s.tp1));
     }
     Append(text, entry.text);
 
-    // Lowest/highest over a period compare with the indicator's own extreme; only their
-    // current-bar form compares with the value.
-    const bool showValue =
-        entry.kind == 3 ? s.tp1 == 0 : entry.kind == 2 || s.comparisonType == kTargetValue;
-    if (showValue) {
+    if (ComparesWithValue(entry.kind, s.comparisonType, s.tp1)) {
         Append(text, FormatAflNumber(s.value1));
     } else if (s.indicator2 && IsIndicatorIndex(*s.indicator2)) {
         Append(text, IndicatorWords(*s.indicator2, s.option2));
         Append(text, ModifierWords(s.modify2On, s.modify2Operation, s.modify2,
                                    s.modify2Unit == kUnitPercent));
         if (barByBar) {
-            Append(text, TimePhrase(c, s.tp2));
+            Append(text, TimePhrase(entry.group, s.tp2));
         }
     }
     if (!barByBar) {
-        Append(text, TimePhrase(c, s.tp1));
+        Append(text, TimePhrase(entry.group, s.tp1));
     }
     return text;
 }
 
-ConditionTranslation TranslateCondition(const EditorState& state, CProgramSettings& settings) {
+ConditionTranslation TranslateCondition(const EditorState& state,
+                                        const CProgramSettings& settings) {
     ConditionTranslation result;
     result.state = Corrected(state, result);
     const EditorState& s = result.state;
@@ -309,28 +319,6 @@ ConditionTranslation TranslateCondition(const EditorState& state, CProgramSettin
     result.expression = Expression(s, settings);
     SplitForStorage(result.expression, result);
     return result;
-}
-
-void StoreCondition(ConditionRecordList& records, int gridCount, bool editMode, int selectedRow,
-                    std::string_view gridOperator, const ConditionTranslation& translation,
-                    std::string rowText) {
-    if (gridCount <= 0) {
-        return;
-    }
-    records.resize(static_cast<std::size_t>(gridCount));
-    const int target = editMode ? selectedRow : gridCount - 1;
-    if (target < 0 || target >= gridCount) {
-        return;
-    }
-    ConditionRecord& record = records[static_cast<std::size_t>(target)];
-    StoreEditorState(record, translation.state);
-    record.codePart1 = translation.leftPart;
-    record.codePart2 = translation.rightPart;
-    record.rowText = std::move(rowText);
-    if (!editMode) {
-        record.joiner = target == 0 ? std::string() : std::string(gridOperator);
-        record.rowNumber = static_cast<std::int16_t>(std::min(gridCount, 32767));
-    }
 }
 
 } // namespace marlindex

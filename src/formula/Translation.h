@@ -3,7 +3,6 @@
 // parameters come from the settings store, with the catalogue defaults as fall-back.
 #pragma once
 
-#include "formula/ConditionRecord.h"
 #include "formula/EditorState.h"
 #include "settings/ProgramSettings.h"
 
@@ -27,19 +26,10 @@ struct ConditionTranslation {
 
 // Translates the editor state. A state without indicator 1 or without a comparison is an
 // unfinished row: its expression and parts are empty, and it contributes nothing to the code.
-// Reads the indicator parameters under Settings\Indicator\<index> (the settings' section is
-// left there).
-ConditionTranslation TranslateCondition(const EditorState& state, CProgramSettings& settings);
+// Reads the indicator parameters under Settings\Indicator\<index>; the settings are only read.
+ConditionTranslation TranslateCondition(const EditorState& state, const CProgramSettings& settings);
 
 // The row's words for an editor state (with corrections already applied).
 std::string DescribeCondition(const EditorState& state);
-
-// Writes a translated condition into the record of the row being edited, as the editor does
-// on every change: the record list is sized to `gridCount`; the target is `selectedRow` in
-// edit mode, else the last row, which in add mode also takes `gridOperator` as its joiner
-// (the first row never has one) and `gridCount` as its row number.
-void StoreCondition(ConditionRecordList& records, int gridCount, bool editMode, int selectedRow,
-                    std::string_view gridOperator, const ConditionTranslation& translation,
-                    std::string rowText);
 
 } // namespace marlindex

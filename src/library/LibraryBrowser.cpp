@@ -58,20 +58,18 @@ LibraryBrowser::LibraryBrowser(std::filesystem::path libraryFile, std::string mo
     : file_(std::move(libraryFile)), mode_(std::move(mode)), window_(&window), prompts_(&prompts) {}
 
 bool LibraryBrowser::Form_Load() {
-    LibraryLoad load = LoadLibraryFile(file_);
-    switch (load.status) {
-    case LibraryLoad::Status::Read:
-    case LibraryLoad::Status::Missing:
-        library_ = std::move(load.library);
-        break;
-    case LibraryLoad::Status::Unreadable:
-        prompts_->Inform(kLibraryTitle, load.problem, PromptIcon::Exclamation);
+    Result<LoadedLibrary> load = LoadLibraryFile(file_);
+    if (load) {
+        library_ = std::move(load->library);
+    } else if (load.problem().kind == ProblemKind::Failure) {
+        prompts_->Inform(kLibraryTitle, load.problem().Message(), PromptIcon::Exclamation);
         return false;
-    case LibraryLoad::Status::Damaged: {
+    } else {
         // The damaged file is never written over: a new library starts only when the user
         // agrees, and the old file is kept under another name first.
         if (!prompts_->AskYesNo(kLibraryTitle,
-                                "The formula library cannot be read.\r\n" + load.problem +
+                                "The formula library cannot be read.\r\n" +
+                                    load.problem().Message() +
                                     "\r\n\r\nStart a new library? The damaged file is kept "
                                     "beside it under a new name.",
                                 PromptIcon::Exclamation)) {
@@ -88,8 +86,6 @@ bool LibraryBrowser::Form_Load() {
         prompts_->Inform(kLibraryTitle,
                          "The damaged library was kept as " + aside->filename().string() + ".");
         library_ = DefaultLibrary();
-        break;
-    }
     }
     GiveFoldersUniqueIds();
     BuildTree();
@@ -413,8 +409,8 @@ void LibraryBrowser::OpenSelected() {
 }
 
 bool LibraryBrowser::Commit(Library updated, const std::string& title) {
-    if (const auto problem = SaveLibraryFile(file_, updated)) {
-        prompts_->Inform(title, "The library was not changed.\r\n" + problem->message,
+    if (const Result<void> saved = SaveLibraryFile(file_, updated); !saved) {
+        prompts_->Inform(title, "The library was not changed.\r\n" + saved.problem().Message(),
                          PromptIcon::Exclamation);
         return false;
     }

@@ -39,8 +39,13 @@ std::optional<std::int32_t> ParseDecimal(std::string_view text) {
     return value;
 }
 
+// How the reader and writer stop at the first problem; turned into a Result at the boundary.
+struct Stop {
+    Problem problem;
+};
+
 // Where in the file a field lies, for messages: "formula 3 ("Dip"), row 2, field "row text"".
-class Place {
+class RecordPlace {
 public:
     void EnterFormula(std::size_t number) {
         record_ = "formula " + std::to_string(number);
@@ -50,7 +55,7 @@ public:
         record_ = "folder " + std::to_string(number);
         row_.clear();
     }
-    void Named(const std::string& name) { record_ += " (\"" + name + "\")"; }
+    void Named(const std::string& name) { record_ += " (" + QuoteExcerpt(name) + ")"; }
     void EnterRow(std::size_t number) { row_ = "row " + std::to_string(number); }
     void LeaveRow() { row_.clear(); }
     void LeaveRecord() {
@@ -126,7 +131,7 @@ template <class Io, class Formula> void TransferFormula(Io& io, Formula& formula
     io.Rows(formula.rows, formula.rowsLowerBound);
 }
 
-class Writer : public Place {
+class Writer : public RecordPlace {
 public:
     void Int16(std::int16_t value, std::string_view) { Put(static_cast<std::uint16_t>(value), 2); }
     void Int32(std::int32_t value, std::string_view) { Put(static_cast<std::uint32_t>(value), 4); }
@@ -138,13 +143,12 @@ public:
         if (!bytes) {
             const auto position =
                 DecodeText(std::string_view(text).substr(0, problem.offset)).size();
-            throw LibraryError(Describe(field) + ": " + problem.what + " (character " +
-                               std::to_string(position + 1) +
-                               "); the library file holds Windows-1252 text only");
+            Refuse(field, problem.what + " (character " + std::to_string(position + 1) +
+                              "); the library file holds Windows-1252 text only");
         }
         if (bytes->size() > kMaxTextBytes) {
-            throw LibraryError(Describe(field) + ": the text is " + std::to_string(bytes->size()) +
-                               " bytes long; the library file holds at most 65,535 bytes per text");
+            Refuse(field, "the text is " + std::to_string(bytes->size()) +
+                              " bytes long; the library file holds at most 65,535 bytes per text");
         }
         Put(bytes->size(), 2);
         out_ += *bytes;
@@ -200,6 +204,10 @@ public:
     std::string Take() { return std::move(out_); }
 
 private:
+    [[noreturn]] void Refuse(std::string_view field, std::string what) const {
+        throw Stop{Problem{ProblemKind::BadInput, Place::Within(Describe(field)), std::move(what)}};
+    }
+
     void Put(std::uint64_t value, int bytes) {
         for (int i = 0; i < bytes; ++i) {
             out_ += static_cast<char>((value >> (8 * i)) & 0xFF);
@@ -233,7 +241,7 @@ std::size_t SmallestFormula() {
     return size;
 }
 
-class Reader : public Place {
+class Reader : public RecordPlace {
 public:
     explicit Reader(std::string_view bytes) : bytes_(bytes) {}
 
@@ -309,7 +317,7 @@ public:
             } else if (const auto number = ParseDecimal(*text)) {
                 id = *number;
             } else {
-                Fail(field, start, "\"" + *text + "\" is not a catalogue id");
+                Fail(field, start, QuoteExcerpt(*text) + " is not a catalogue id");
             }
         } else if (const auto* integer = std::get_if<std::int16_t>(&value)) {
             id = *integer;
@@ -383,8 +391,9 @@ private:
         return value;
     }
 
-    [[noreturn]] void Fail(std::string_view field, std::size_t at, const std::string& what) const {
-        throw LibraryError(Describe(field) + " at byte " + std::to_string(at) + ": " + what);
+    [[noreturn]] void Fail(std::string_view field, std::size_t at, std::string what) const {
+        throw Stop{
+            Problem{ProblemKind::BadInput, Place::Within(Describe(field), at), std::move(what)}};
     }
 
     std::string_view bytes_;
@@ -511,7 +520,7 @@ Library DefaultLibrary() {
 
 // ---- the file ----
 
-Library ReadLibrary(std::string_view bytes) {
+Result<Library> ReadLibrary(std::string_view bytes) try {
     Reader in(bytes);
     std::int32_t formulaCount = 0;
     std::int32_t folderCount = 0;
@@ -537,9 +546,11 @@ Library ReadLibrary(std::string_view bytes) {
         TransferFormula(in, library.formulas[i]);
     }
     return library;
+} catch (Stop& stop) {
+    return std::move(stop.problem);
 }
 
-std::string WriteLibrary(const Library& library) {
+Result<std::string> WriteLibrary(const Library& library) try {
     Writer out;
     out.Int32(static_cast<std::int32_t>(library.formulas.size()), "formula count");
     out.Int32(static_cast<std::int32_t>(library.folders.size()), "folder count");
@@ -552,53 +563,50 @@ std::string WriteLibrary(const Library& library) {
         TransferFormula(out, library.formulas[i]);
     }
     return out.Take();
+} catch (Stop& stop) {
+    return std::move(stop.problem);
 }
 
 fs::path LibraryPath(const fs::path& programFolder) {
     return programFolder / kLibraryFileName;
 }
 
-LibraryLoad LoadLibraryFile(const fs::path& file) {
-    LibraryLoad load;
+Result<LoadedLibrary> LoadLibraryFile(const fs::path& file) {
     std::error_code error;
     if (!fs::exists(file, error) && !error) {
-        load.status = LibraryLoad::Status::Missing;
-        load.library = DefaultLibrary();
-        return load;
+        return LoadedLibrary{DefaultLibrary(), false};
     }
     const std::optional<std::string> bytes = ReadWholeFile(file, &error);
     if (!bytes) {
-        load.status = LibraryLoad::Status::Unreadable;
-        load.problem = file.string() + ": cannot read the formula library: " + error.message();
-        return load;
+        return Problem{ProblemKind::Failure, Place::InFile(file.string()),
+                       "cannot read the formula library: " + error.message()};
     }
-    try {
-        load.library = ReadLibrary(*bytes);
-        load.status = LibraryLoad::Status::Read;
-    } catch (const LibraryError& damage) {
-        load.status = LibraryLoad::Status::Damaged;
-        load.problem = file.string() + ": " + damage.what();
+    Result<Library> read = ReadLibrary(*bytes);
+    if (!read) {
+        read.problem().where.file = file.string();
+        return std::move(read.problem());
     }
-    return load;
+    return LoadedLibrary{std::move(read).value(), true};
 }
 
-std::optional<LibrarySaveProblem> SaveLibraryFile(const fs::path& file, const Library& library) {
-    std::string bytes;
-    try {
-        bytes = WriteLibrary(library);
-    } catch (const LibraryError& refused) {
-        return LibrarySaveProblem{std::string("nothing was saved: ") + refused.what(), true};
+Result<void> SaveLibraryFile(const fs::path& file, const Library& library) {
+    Result<std::string> bytes = WriteLibrary(library);
+    if (!bytes) {
+        Problem refused = std::move(bytes.problem());
+        refused.where.file = file.string();
+        refused.what += ", so nothing was saved";
+        return refused;
     }
     std::error_code error;
     if (file.has_parent_path()) {
         fs::create_directories(file.parent_path(), error);
     }
-    error = WriteFileAtomically(file, bytes, kLibraryTemporaryName);
+    error = WriteFileAtomically(file, *bytes, kLibraryTemporaryName);
     if (error) {
-        return LibrarySaveProblem{
-            file.string() + ": cannot write the formula library: " + error.message(), false};
+        return Problem{ProblemKind::Failure, Place::InFile(file.string()),
+                       "cannot write the formula library: " + error.message()};
     }
-    return std::nullopt;
+    return {};
 }
 
 } // namespace marlindex

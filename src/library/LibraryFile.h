@@ -5,12 +5,12 @@
 #pragma once
 
 #include "formula/ConditionRecord.h"
+#include "startup/Problem.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -91,44 +91,31 @@ struct Library {
 // What the program starts with when there is no library file: three folders, no formulas.
 Library DefaultLibrary();
 
-// A library file that cannot be read, or a library that cannot be written: the message says
-// what is wrong and where (formula, row, field and byte offset).
-class LibraryError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
-
 // Reads a whole library file. Every count and length is checked against the bytes that remain
 // before anything is sized from it. Bytes after the last formula are ignored (an in-place
-// save of the Windows release can leave a longer old tail behind). Throws LibraryError.
-Library ReadLibrary(std::string_view bytes);
+// save of the Windows release can leave a longer old tail behind). Damage is bad input,
+// placed by formula, row, field and byte offset.
+Result<Library> ReadLibrary(std::string_view bytes);
 
-// The library file's bytes. Throws LibraryError, before anything is written, for a text that
-// Windows-1252 cannot hold or that is longer than 65,535 bytes.
-std::string WriteLibrary(const Library& library);
+// The library file's bytes. Bad input, before anything is written, for a text that
+// Windows-1252 cannot hold or that is longer than 65,535 bytes (placed by formula, row and
+// field).
+Result<std::string> WriteLibrary(const Library& library);
 
 std::filesystem::path LibraryPath(const std::filesystem::path& programFolder);
 
-struct LibraryLoad {
-    enum class Status {
-        Read,      // the file was read
-        Missing,   // no file: `library` is the default library
-        Damaged,   // the file is not a library; `problem` says what and where
-        Unreadable // the file could not be read at all; `problem` says why
-    };
-    Status status = Status::Missing;
+// The library the program works on: its file as read, or the default library when there is
+// no file yet (which is not a problem: the first save writes it).
+struct LoadedLibrary {
     Library library;
-    std::string problem;
+    bool fromFile = false;
 };
-LibraryLoad LoadLibraryFile(const std::filesystem::path& file);
+// Bad input when the file is damaged; a failure when it cannot be read at all.
+Result<LoadedLibrary> LoadLibraryFile(const std::filesystem::path& file);
 
-struct LibrarySaveProblem {
-    std::string message;
-    bool refused = false; // the library holds a text the file cannot; else the write failed
-};
 // Writes the whole library through "~tmpsf" beside `file`, creating its folder when needed.
-// Returns the reason when nothing was written; the old file is then untouched.
-std::optional<LibrarySaveProblem> SaveLibraryFile(const std::filesystem::path& file,
-                                                  const Library& library);
+// Bad input when the library holds a text the file cannot; a failure when the write failed.
+// Either way nothing was written, and the old file is untouched.
+Result<void> SaveLibraryFile(const std::filesystem::path& file, const Library& library);
 
 } // namespace marlindex

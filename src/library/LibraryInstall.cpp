@@ -52,19 +52,19 @@ int RunInstallStep(const fs::path& programFolder, std::string_view hhmmss, std::
             << "; the library was not converted\n";
         return kFailed;
     }
-    Library contents;
-    try {
-        contents = ReadLibrary(*bytes);
-    } catch (const LibraryError& damage) {
-        err << library.string() << ": " << damage.what()
+    Result<Library> contents = ReadLibrary(*bytes);
+    if (!contents) {
+        Problem damage = std::move(contents.problem());
+        damage.where.file = library.string();
+        err << damage.Message()
             << "; the library was left as it is (backup: " << backup.filename().string() << ")\n";
         return kDamaged;
     }
-    if (contents.formulas.empty()) {
+    if (contents->formulas.empty()) {
         return kDone;
     }
-    if (const auto problem = SaveLibraryFile(library, contents)) {
-        err << problem->message << "\n";
+    if (const Result<void> saved = SaveLibraryFile(library, *contents); !saved) {
+        err << saved.problem().Message() << "\n";
         return kFailed;
     }
     return kDone;

@@ -1,6 +1,7 @@
 #include "library/frmOpenSave.h"
 
 #include "startup/Codepage.h"
+#include "startup/EventGuard.h"
 
 #include <QAction>
 #include <QApplication>
@@ -52,12 +53,12 @@ int ShownPosition(const std::string& stored, std::size_t position) {
 } // namespace
 
 frmOpenSave::frmOpenSave(LibraryBrowser& browser, UserPrompts& prompts, QWidget* parent)
-    : QDialog(parent), browser_(&browser) {
+    : QDialog(parent), browser_(&browser), prompts_(&prompts) {
     browser_->SetPrompts(prompts);
     setObjectName(QStringLiteral("frmOpenSave"));
     BuildWidgets();
     Connect();
-    Refresh();
+    Mirror();
 }
 
 void frmOpenSave::BuildWidgets() {
@@ -123,25 +124,25 @@ void frmOpenSave::BuildWidgets() {
 void frmOpenSave::Connect() {
     connect(TreeView1, &QTreeWidget::currentItemChanged, this, [this](QTreeWidgetItem* item) {
         if (!syncing_ && item != nullptr) {
-            browser_->TreeView1_NodeClick(KeyOf(item));
-            Refresh();
+            Handle([this, item] { browser_->TreeView1_NodeClick(KeyOf(item)); });
         }
     });
     connect(TreeView1, &QTreeWidget::itemExpanded, this, [this](QTreeWidgetItem* item) {
         if (!syncing_) {
-            browser_->TreeView1_Expand(KeyOf(item), true);
+            Handle([this, item] { browser_->TreeView1_Expand(KeyOf(item), true); }, false);
         }
     });
     connect(TreeView1, &QTreeWidget::itemCollapsed, this, [this](QTreeWidgetItem* item) {
         if (!syncing_) {
-            browser_->TreeView1_Expand(KeyOf(item), false);
+            Handle([this, item] { browser_->TreeView1_Expand(KeyOf(item), false); }, false);
         }
     });
     // A finished in-place edit of a folder's name.
     connect(TreeView1, &QTreeWidget::itemChanged, this, [this](QTreeWidgetItem* item) {
         if (!syncing_) {
-            browser_->TreeView1_AfterLabelEdit(KeyOf(item), item->text(0).toStdString());
-            Refresh();
+            Handle([this, item] {
+                browser_->TreeView1_AfterLabelEdit(KeyOf(item), item->text(0).toStdString());
+            });
         }
     });
     connect(TreeView1, &QTreeWidget::itemDoubleClicked, this, [this](QTreeWidgetItem* item) {
@@ -151,11 +152,14 @@ void frmOpenSave::Connect() {
     });
     connect(TreeView1, &QWidget::customContextMenuRequested, this, &frmOpenSave::ShowTreeMenu);
 
-    connect(Text1, &QLineEdit::textEdited, this,
-            [this](const QString& text) { browser_->Text1_Change(text.toStdString()); });
+    connect(Text1, &QLineEdit::textEdited, this, [this](const QString& text) {
+        Handle([this, &text] { browser_->Text1_Change(text.toStdString()); }, false);
+    });
     connect(RichTextBox1, &QPlainTextEdit::textChanged, this, [this] {
         if (!syncing_) {
-            browser_->RichTextBox1_Change(FromDisplay(RichTextBox1->toPlainText()));
+            Handle(
+                [this] { browser_->RichTextBox1_Change(FromDisplay(RichTextBox1->toPlainText())); },
+                false);
         }
     });
     connect(RichTextBox1, &QPlainTextEdit::selectionChanged, this,
@@ -165,32 +169,35 @@ void frmOpenSave::Connect() {
     connect(RichTextBox1, &QWidget::customContextMenuRequested, this,
             &frmOpenSave::ShowDescriptionMenu);
 
-    connect(mAdd, &QAction::triggered, this, [this] {
-        browser_->mAdd_Click();
-        Refresh();
+    connect(mAdd, &QAction::triggered, this,
+            [this] { Handle([this] { browser_->mAdd_Click(); }); });
+    connect(mRename, &QAction::triggered, this,
+            [this] { Handle([this] { browser_->mRename_Click(); }); });
+    connect(mDelete, &QAction::triggered, this,
+            [this] { Handle([this] { browser_->mDelete_Click(); }); });
+    connect(mCopy, &QAction::triggered, this, [this] {
+        Handle([this] { QApplication::clipboard()->setText(ToQt(browser_->mCopy_Click())); });
     });
-    connect(mRename, &QAction::triggered, this, [this] {
-        browser_->mRename_Click();
-        Refresh();
-    });
-    connect(mDelete, &QAction::triggered, this, [this] {
-        browser_->mDelete_Click();
-        Refresh();
-    });
-    connect(mCopy, &QAction::triggered, this,
-            [this] { QApplication::clipboard()->setText(ToQt(browser_->mCopy_Click())); });
     connect(mPaste, &QAction::triggered, this, [this] {
-        browser_->mPaste_Click(QApplication::clipboard()->text().toStdString());
-        Refresh();
+        Handle([this] { browser_->mPaste_Click(QApplication::clipboard()->text().toStdString()); });
     });
 
     connect(btnOK, &QPushButton::clicked, this, &frmOpenSave::OK);
     connect(btnCancel, &QPushButton::clicked, this, &frmOpenSave::reject);
 }
 
+void frmOpenSave::Handle(const std::function<void()>& event, bool mirror) {
+    if (const std::optional<std::string> failure = RunGuarded(event)) {
+        prompts_->Inform(browser_->Caption, "Could not complete that: " + *failure,
+                         PromptIcon::Exclamation);
+    }
+    if (mirror) {
+        Mirror();
+    }
+}
+
 void frmOpenSave::OK() {
-    browser_->btnOK_Click();
-    Refresh();
+    Handle([this] { browser_->btnOK_Click(); });
     if (browser_->Closed()) {
         accept();
     }
@@ -209,15 +216,14 @@ void frmOpenSave::DescriptionSelectionChanged() {
     const QString text = RichTextBox1->toPlainText();
     const std::size_t start = StoredPosition(text, cursor.selectionStart());
     const std::size_t end = StoredPosition(text, cursor.selectionEnd());
-    browser_->RichTextBox1_SelChange(start, end - start);
+    Handle([this, start, end] { browser_->RichTextBox1_SelChange(start, end - start); }, false);
     mCopy->setEnabled(browser_->mCopy.enabled);
 }
 
 void frmOpenSave::ShowTreeMenu(const QPoint& at) {
     // A right-click selects the node under the mouse first, so the menu acts on it.
     if (QTreeWidgetItem* item = TreeView1->itemAt(at)) {
-        browser_->TreeView1_NodeClick(KeyOf(item));
-        Refresh();
+        Handle([this, item] { browser_->TreeView1_NodeClick(KeyOf(item)); });
     }
     QMenu menu(this);
     menu.addAction(mAdd);
@@ -243,7 +249,7 @@ QTreeWidgetItem* frmOpenSave::Item(const std::string& key) const {
     return it == items_.end() ? nullptr : it->second;
 }
 
-void frmOpenSave::RebuildTree() {
+void frmOpenSave::MirrorTree() {
     TreeView1->clear();
     items_.clear();
     QStyle* style = this->style();
@@ -269,14 +275,14 @@ void frmOpenSave::RebuildTree() {
     shownRevision_ = browser_->TreeView1.revision;
 }
 
-void frmOpenSave::Refresh() {
+void frmOpenSave::Mirror() {
     syncing_ = true;
     setWindowTitle(ToQt(browser_->Caption));
     btnOK->setText(ToQt(browser_->btnOK));
     btnCancel->setText(ToQt(browser_->btnCancel));
 
     if (shownRevision_ != browser_->TreeView1.revision) {
-        RebuildTree();
+        MirrorTree();
     }
     for (const TreeNode& node : browser_->TreeView1.nodes) {
         if (QTreeWidgetItem* item = Item(node.key)) {

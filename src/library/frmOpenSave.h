@@ -7,6 +7,7 @@
 #include "startup/UserPrompts.h"
 
 #include <QDialog>
+#include <functional>
 #include <map>
 #include <string>
 
@@ -31,9 +32,13 @@ public:
 private:
     void BuildWidgets();
     void Connect();
+    // Every user event reaches the browser through here: an unexpected failure is reported
+    // rather than escaping into the event loop, and the widgets then show the state (not
+    // after typing, which the widgets show already).
+    void Handle(const std::function<void()>& event, bool mirror = true);
     // Copies the browser's state onto the widgets.
-    void Refresh();
-    void RebuildTree();
+    void Mirror();
+    void MirrorTree();
     QTreeWidgetItem* Item(const std::string& key) const;
     static std::string KeyOf(const QTreeWidgetItem* item);
     void ShowTreeMenu(const QPoint& at);
@@ -42,6 +47,7 @@ private:
     void OK();
 
     LibraryBrowser* browser_;
+    UserPrompts* prompts_;
     QTreeWidget* TreeView1 = nullptr;
     QLineEdit* Text1 = nullptr;
     QPlainTextEdit* RichTextBox1 = nullptr;
@@ -55,7 +61,7 @@ private:
 
     std::map<std::string, QTreeWidgetItem*> items_;
     int shownRevision_ = -1;
-    bool syncing_ = false; // widget signals caused by Refresh are not user actions
+    bool syncing_ = false; // widget signals caused by Mirror are not user actions
 };
 
 } // namespace marlindex

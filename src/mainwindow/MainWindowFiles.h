@@ -1,4 +1,4 @@
-// The main window's file commands: New, Open, Save, Save As and Copy, from the File menu and
+// The main window's library commands: New, Open, Save and Save As, from the File menu and
 // the toolbar. Opening and a first save go through the library dialog; saving a formula that
 // came from the library updates its record in place. The window remembers that record here.
 #pragma once
@@ -31,11 +31,7 @@ public:
     void mOpen_Click();
     void mSave_Click();
     void mSaveAs_Click();
-    // Puts the commented formula (CommentedFormulaText with today's date) on the clipboard.
-    void mCopy_Click(const std::function<void(const std::string&)>& setClipboard);
 
-    // The formula box's text behind a comment with `date` and the grid's condition rows.
-    std::string CommentedFormulaText(std::string_view date) const;
     // "Save exploration as" or "Save scan as".
     std::string SaveCaption() const;
     std::filesystem::path LibraryFile() const;

@@ -7,6 +7,7 @@
 #include "startup/TextHelpers.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <limits>
@@ -23,11 +24,6 @@ constexpr std::int32_t kMaxWhole = std::numeric_limits<std::int32_t>::max();
 // A row that btnAnd / btnOr started and the editor has not written yet reads "AND " or "OR ".
 bool IsPendingRowText(std::string_view text) {
     return text.size() == 3 || text.size() == 4;
-}
-
-// Comparisons 2 to 4 compare the sides bar by bar: the only ones that shift side 2 in time.
-bool ComparesBarByBar(std::optional<int> comparison) {
-    return comparison && *comparison >= 2 && *comparison <= 4;
 }
 
 std::size_t Index(int i) {
@@ -93,9 +89,27 @@ std::optional<double> ReadRange(std::string_view text) {
     return value;
 }
 
+// The lists and their click events, in ComboId order.
+struct ComboList {
+    ComboBox MainWindowState::*box;
+    void (MainWindowState::*click)();
+};
+constexpr std::array<ComboList, 9> kComboLists{{
+    {&MainWindowState::cboIA1, &MainWindowState::cboIA1_Click},
+    {&MainWindowState::cboED1, &MainWindowState::cboED1_Click},
+    {&MainWindowState::cboModify1, &MainWindowState::cboModify1_Click},
+    {&MainWindowState::cboCO, &MainWindowState::cboCO_Click},
+    {&MainWindowState::cboCT, &MainWindowState::cboCT_Click},
+    {&MainWindowState::cboIA2, &MainWindowState::cboIA2_Click},
+    {&MainWindowState::cboED2, &MainWindowState::cboED2_Click},
+    {&MainWindowState::cboModify2, &MainWindowState::cboModify2_Click},
+    {&MainWindowState::cboModifyED2, &MainWindowState::cboModifyED2_Click},
+}};
+
 } // namespace
 
-MainWindowState::MainWindowState(CProgramSettings& settings) : settings_(&settings) {
+MainWindowState::MainWindowState(CProgramSettings& settings)
+    : settings_(&settings), editor_(settings) {
     lblTP1.caption = "1st Bar:";
     lblTP2.caption = "2nd Bar:";
     lblModify1.caption = "Amount:";
@@ -151,10 +165,11 @@ void MainWindowState::SetScanRange(int value) {
 }
 
 std::string MainWindowState::BarPhrase1() const {
-    if (tp1_ == 0) {
+    const std::int32_t bars = TP1();
+    if (bars == 0) {
         return "the current period";
     }
-    return tp1_ == 1 ? "1 period ago" : std::to_string(tp1_) + " periods ago";
+    return bars == 1 ? "1 period ago" : std::to_string(bars) + " periods ago";
 }
 
 // ---- the formula pipeline ----
@@ -169,66 +184,37 @@ int MainWindowState::CountConditionRows() const {
 }
 
 void MainWindowState::UpdateFormula() {
-    EditorState state;
-    state.indicator1 = cboIA1.SelectedData();
-    state.option1 = cboED1.Text();
-    state.tp1 = tp1_;
-    state.modify1On = chkModify1.checked;
-    state.modify1Operation = cboModify1.Text();
-    state.modify1 = modify1_;
-    state.comparison = comparisonOperator_;
-    state.comparisonType = cboCT.Text();
-    state.indicator2 = cboIA2.Text().empty() ? std::nullopt : cboIA2.SelectedData();
-    state.option2 = cboED2.Text();
-    state.tp2 = tp2_;
-    state.modify2On = chkModify2.checked;
-    state.modify2Operation = cboModify2.Text();
-    state.modify2 = modify2_;
-    state.modify2Unit = cboModifyED2.Text();
-    state.value1 = value1_;
-    const ConditionTranslation translation = TranslateCondition(state, *settings_);
-
+    const ConditionTranslation translation = editor_.Translate();
     const bool editMode = gridMode_ == "EDIT";
     const int target = editMode ? selectedRow_ : std::max(gridCount_ - 1, 0);
     if (target < 0) {
         return;
     }
-    int left = 0;
-    int right = 0;
-    if (Index(target) < records_.size()) {
-        left = records_[Index(target)].leftBrackets;
-        right = records_[Index(target)].rightBrackets;
-    }
-    std::string text =
-        RowDisplayText(gridOperator_, target == 0, left, translation.description, right);
+    std::string text = editor_.RowText(target, gridOperator_, translation);
     if (MSFlexGrid1.Rows() <= target) {
         MSFlexGrid1.rows.resize(Index(target) + 1);
     }
     MSFlexGrid1.rows[Index(target)] = text;
     gridCount_ = CountConditionRows();
 
-    StoreCondition(records_, gridCount_, editMode, selectedRow_, gridOperator_, translation,
-                   std::move(text));
+    editor_.Store(gridCount_, editMode, selectedRow_, gridOperator_, translation, std::move(text));
+    editor_.BuildCode(gridCount_);
+    // The fields show the values the translation corrected.
     if (translation.correctedTP1) {
-        tp1_ = *translation.correctedTP1;
-        txtTP1.text = std::to_string(tp1_);
+        txtTP1.text = std::to_string(TP1());
     }
     if (translation.correctedModify2) {
-        modify2_ = *translation.correctedModify2;
-        txtModify2.text = FormatAflNumber(modify2_);
+        txtModify2.text = FormatAflNumber(Modify2());
     }
-    conditionCode_ = BuildConditionCode(records_, gridCount_);
     AssembleFormula();
 }
 
 void MainWindowState::AssembleFormula() {
-    conditionCode_ = std::string(TrimBlanks(conditionCode_));
     // The option buttons, not the stored number, say which kind of formula this is.
     const auto analysis = optExplore.value   ? marlindex::AnalysisType::Exploration
                           : optScanBuy.value ? marlindex::AnalysisType::BuyScan
                                              : marlindex::AnalysisType::SellScan;
-    txtForumlae.text =
-        marlindex::AssembleFormula(conditionCode_, filterExpression_, applyTo_, analysis);
+    txtForumlae.text = editor_.Assemble(filterExpression_, applyTo_, analysis);
     txtForumlae.runs.clear();
     if (!txtForumlae.text.empty()) {
         txtForumlae.runs = ColourRuns(std::string_view(txtForumlae.text));
@@ -238,58 +224,64 @@ void MainWindowState::AssembleFormula() {
 // ---- editor ----
 
 ComboBox& MainWindowState::Combo(ComboId combo) {
+    return this->*kComboLists[static_cast<std::size_t>(combo)].box;
+}
+
+void MainWindowState::ClearList(ComboId combo) {
+    Combo(combo).Clear();
+    TakeChoice(combo);
+}
+
+void MainWindowState::SelectItem(ComboId combo, int index) {
+    ComboBox& box = Combo(combo);
+    box.selected = index >= 0 && index < static_cast<int>(box.items.size()) ? index : -1;
+    TakeChoice(combo);
+}
+
+void MainWindowState::TakeChoice(ComboId combo) {
+    EditorState& c = editor_.Condition();
     switch (combo) {
     case ComboId::cboIA1:
-        return cboIA1;
+        c.indicator1 = cboIA1.SelectedData();
+        return;
     case ComboId::cboED1:
-        return cboED1;
+        c.option1 = cboED1.Text();
+        return;
     case ComboId::cboModify1:
-        return cboModify1;
+        c.modify1Operation = cboModify1.Text();
+        return;
     case ComboId::cboCO:
-        return cboCO;
+        c.comparison = cboCO.SelectedData();
+        return;
     case ComboId::cboCT:
-        return cboCT;
+        c.comparisonType = cboCT.Text();
+        return;
     case ComboId::cboIA2:
-        return cboIA2;
+        // No second indicator while its list shows none.
+        c.indicator2 = cboIA2.Text().empty() ? std::nullopt : cboIA2.SelectedData();
+        return;
     case ComboId::cboED2:
-        return cboED2;
+        c.option2 = cboED2.Text();
+        return;
     case ComboId::cboModify2:
-        return cboModify2;
+        c.modify2Operation = cboModify2.Text();
+        return;
     case ComboId::cboModifyED2:
-        break;
+        c.modify2Unit = cboModifyED2.Text();
+        return;
     }
-    return cboModifyED2;
 }
 
 void MainWindowState::Choose(ComboId combo, int index) {
-    ComboBox& box = Combo(combo);
-    box.selected = index >= 0 && index < static_cast<int>(box.items.size()) ? index : -1;
-    switch (combo) {
-    case ComboId::cboIA1:
-        return cboIA1_Click();
-    case ComboId::cboED1:
-        return cboED1_Click();
-    case ComboId::cboModify1:
-        return cboModify1_Click();
-    case ComboId::cboCO:
-        return cboCO_Click();
-    case ComboId::cboCT:
-        return cboCT_Click();
-    case ComboId::cboIA2:
-        return cboIA2_Click();
-    case ComboId::cboED2:
-        return cboED2_Click();
-    case ComboId::cboModify2:
-        return cboModify2_Click();
-    case ComboId::cboModifyED2:
-        return cboModifyED2_Click();
-    }
+    SelectItem(combo, index);
+    (this->*kComboLists[static_cast<std::size_t>(combo)].click)();
 }
 
 // An indicator with a choice list (moving-average type, price field) shows it with the first
 // entry chosen; any other indicator hides it.
-void MainWindowState::FillOptions(ComboBox& combo, std::optional<int> indicator) {
-    combo.Clear();
+void MainWindowState::FillOptions(ComboId id, std::optional<int> indicator) {
+    ClearList(id);
+    ComboBox& combo = Combo(id);
     const bool hasOptions =
         indicator && IsIndicatorIndex(*indicator) && Indicator(*indicator).hasOptions;
     combo.visible = hasOptions;
@@ -300,12 +292,12 @@ void MainWindowState::FillOptions(ComboBox& combo, std::optional<int> indicator)
     for (const OptionEntry& option : IndicatorOptions(*indicator)) {
         combo.AddItem(option.text, option.position);
     }
-    Choose(&combo == &cboED1 ? ComboId::cboED1 : ComboId::cboED2, 0);
+    Choose(id, 0);
 }
 
 void MainWindowState::FillPairedIndicators() {
-    cboIA2.Clear();
-    const std::optional<int> a = cboIA1.SelectedData();
+    ClearList(ComboId::cboIA2);
+    const std::optional<int> a = Condition().indicator1;
     if (!a) {
         return;
     }
@@ -315,7 +307,8 @@ void MainWindowState::FillPairedIndicators() {
 }
 
 // A checked modifier always has an operation, so the formula never loses its operand.
-void MainWindowState::FillModifyList(ComboBox& combo) {
+void MainWindowState::FillModifyList(ComboId id) {
+    ComboBox& combo = Combo(id);
     if (combo.items.empty()) {
         for (const char* operation :
              {kModifyIncrease, kModifyDecrease, kModifyMultiply, kModifyDivide}) {
@@ -323,7 +316,7 @@ void MainWindowState::FillModifyList(ComboBox& combo) {
         }
     }
     if (combo.selected < 0) {
-        combo.selected = 0;
+        SelectItem(id, 0);
     }
 }
 
@@ -339,16 +332,14 @@ void MainWindowState::ArrangeControls() {
     lblModify1.enabled = modify1;
 
     // Side 2 offers exactly what the comparison's formula reads: an indicator (bars ago only
-    // for the bar-by-bar comparisons) or a value. Lowest/highest compare with a value only in
-    // their current-bar form.
-    const int kind = comparisonOperator_ && IsComparisonIndex(*comparisonOperator_)
-                         ? Comparison(*comparisonOperator_).kind
-                         : -1;
+    // for the bar-by-bar comparisons) or a value.
+    const std::optional<int> c = Condition().comparison;
+    const bool chosen = c && IsComparisonIndex(*c);
     const std::string target = cboCT.Text();
-    const bool toIndicator = kind == 0 || (kind == 1 && target == kTargetIndicator);
-    const bool toValue =
-        kind == 2 || (kind == 1 && target == kTargetValue) || (kind == 3 && tp1_ == 0);
-    cboCT.enabled = kind >= 0 && kind != 3;
+    const ComparisonEntry entry = chosen ? Comparison(*c) : ComparisonEntry{};
+    const bool toIndicator = chosen && ComparesWithIndicator(entry.kind, target);
+    const bool toValue = chosen && ComparesWithValue(entry.kind, target, TP1());
+    cboCT.enabled = chosen && HasTargetList(entry.kind);
     cboIA2.enabled = toIndicator;
     cboED2.enabled = toIndicator && cboED2.visible;
     chkModify2.enabled = toIndicator;
@@ -357,7 +348,7 @@ void MainWindowState::ArrangeControls() {
     cboModifyED2.enabled = modify2;
     txtModify2.enabled = modify2;
     lblModify2.enabled = modify2;
-    const bool bars2 = toIndicator && ComparesBarByBar(comparisonOperator_);
+    const bool bars2 = toIndicator && TakesBars2(entry.group);
     txtTP2.enabled = bars2;
     lblTP2.enabled = bars2;
     txtVal1.enabled = toValue;
@@ -365,20 +356,20 @@ void MainWindowState::ArrangeControls() {
 }
 
 void MainWindowState::cboIA1_Click() {
+    TakeChoice(ComboId::cboIA1);
     // A new first indicator starts the condition over: no comparison, no side 2, current bar.
-    cboIA2.Clear();
-    FillOptions(cboED2, std::nullopt);
-    cboCO.Clear();
-    cboCT.Clear();
-    cboModify2.Clear();
-    comparisonOperator_.reset();
+    ClearList(ComboId::cboIA2);
+    FillOptions(ComboId::cboED2, std::nullopt);
+    ClearList(ComboId::cboCO);
+    ClearList(ComboId::cboCT);
+    ClearList(ComboId::cboModify2);
     chkModify2_Click(false);
     txtTP1_Change("0");
     txtTP2_Change("1");
     lblTP1.caption = "1st Bar:";
 
-    const std::optional<int> a = cboIA1.SelectedData();
-    FillOptions(cboED1, a);
+    const std::optional<int> a = Condition().indicator1;
+    FillOptions(ComboId::cboED1, a);
     if (a && IsIndicatorIndex(*a)) {
         for (const int c : AvailableComparisons(*a)) {
             cboCO.AddItem(Comparison(c).text, c);
@@ -389,39 +380,43 @@ void MainWindowState::cboIA1_Click() {
 }
 
 void MainWindowState::cboED1_Click() {
+    TakeChoice(ComboId::cboED1);
     UpdateFormulaFrom("cboED1");
 }
 
 void MainWindowState::cboModify1_Click() {
+    TakeChoice(ComboId::cboModify1);
     UpdateFormulaFrom("cboModify1");
 }
 
 void MainWindowState::cboCO_Click() {
-    comparisonOperator_ = cboCO.SelectedData();
+    TakeChoice(ComboId::cboCO);
     txtTP2_Change("1");
 
-    cboCT.Clear();
-    const std::optional<int> c = comparisonOperator_;
-    const int kind = c && IsComparisonIndex(*c) ? Comparison(*c).kind : -1;
-    if (kind == 0) {
-        cboCT.AddItem(kTargetIndicator);
-        cboCT.selected = 0;
-    } else if (kind == 1) {
-        cboCT.AddItem(kTargetIndicator);
-        cboCT.AddItem(kTargetValue);
-    } else if (kind == 2) {
-        cboCT.AddItem(kTargetValue);
-        cboCT.selected = 0;
+    // The target list offers what the comparison takes; a single choice is made at once.
+    ClearList(ComboId::cboCT);
+    const std::optional<int> c = Condition().comparison;
+    const std::optional<ComparisonEntry> entry =
+        c && IsComparisonIndex(*c) ? std::optional(Comparison(*c)) : std::nullopt;
+    if (entry) {
+        for (const std::string& target : OfferedTargets(entry->kind)) {
+            cboCT.AddItem(target);
+        }
+        if (cboCT.items.size() == 1) {
+            SelectItem(ComboId::cboCT, 0);
+        }
     }
 
-    cboIA2.Clear();
-    FillOptions(cboED2, std::nullopt);
-    cboModify2.Clear();
+    ClearList(ComboId::cboIA2);
+    FillOptions(ComboId::cboED2, std::nullopt);
+    ClearList(ComboId::cboModify2);
     chkModify2_Click(false);
-    if (c && *c >= 0 && *c <= 6) {
+    if (entry && TakesIndicator(entry->kind)) {
         FillPairedIndicators();
     }
-    lblTP1.caption = !c ? "1st Bar:" : ComparesBarByBar(c) ? "1st Bar" : "Bars:";
+    lblTP1.caption = !c                                        ? "1st Bar:"
+                     : GroupOf(c) == ComparisonGroup::BarByBar ? "1st Bar"
+                                                               : "Bars:";
     if (cboCT.selected >= 0) {
         cboCT_Click();
     }
@@ -430,6 +425,7 @@ void MainWindowState::cboCO_Click() {
 }
 
 void MainWindowState::cboCT_Click() {
+    TakeChoice(ComboId::cboCT);
     const std::string target = cboCT.Text();
     if (target == kTargetIndicator) {
         if (cboIA2.items.empty()) {
@@ -438,8 +434,8 @@ void MainWindowState::cboCT_Click() {
     } else if (target == kTargetValue) {
         // A value has no indicator, modifier or bars ago; an indicator left chosen would
         // take the value's place in the formula.
-        cboIA2.selected = -1;
-        FillOptions(cboED2, std::nullopt);
+        SelectItem(ComboId::cboIA2, -1);
+        FillOptions(ComboId::cboED2, std::nullopt);
         chkModify2_Click(false);
         txtTP2_Change("1");
     }
@@ -448,27 +444,32 @@ void MainWindowState::cboCT_Click() {
 }
 
 void MainWindowState::cboIA2_Click() {
-    FillOptions(cboED2, cboIA2.SelectedData());
+    TakeChoice(ComboId::cboIA2);
+    FillOptions(ComboId::cboED2, Condition().indicator2);
     ArrangeControls();
     UpdateFormulaFrom("cboIA2");
 }
 
 void MainWindowState::cboED2_Click() {
+    TakeChoice(ComboId::cboED2);
     UpdateFormulaFrom("cboED2");
 }
 
 void MainWindowState::cboModify2_Click() {
+    TakeChoice(ComboId::cboModify2);
     UpdateFormulaFrom("cboModify2");
 }
 
 void MainWindowState::cboModifyED2_Click() {
+    TakeChoice(ComboId::cboModifyED2);
     UpdateFormulaFrom("cboModifyED2");
 }
 
 void MainWindowState::chkModify1_Click(bool checked) {
     chkModify1.checked = checked;
+    editor_.Condition().modify1On = checked;
     if (checked) {
-        FillModifyList(cboModify1);
+        FillModifyList(ComboId::cboModify1);
     }
     ArrangeControls();
     UpdateFormulaFrom("chkModify1");
@@ -476,10 +477,11 @@ void MainWindowState::chkModify1_Click(bool checked) {
 
 void MainWindowState::chkModify2_Click(bool checked) {
     chkModify2.checked = checked;
+    editor_.Condition().modify2On = checked;
     if (checked) {
-        FillModifyList(cboModify2);
+        FillModifyList(ComboId::cboModify2);
         if (cboModifyED2.selected < 0) {
-            cboModifyED2.selected = cboModifyED2.FindText(kUnitValue);
+            SelectItem(ComboId::cboModifyED2, cboModifyED2.FindText(kUnitValue));
         }
     }
     ArrangeControls();
@@ -487,32 +489,32 @@ void MainWindowState::chkModify2_Click(bool checked) {
 }
 
 void MainWindowState::txtTP1_Change(std::string text) {
-    tp1_ = ReadBars(text);
+    editor_.Condition().tp1 = ReadBars(text);
     txtTP1.text = std::move(text);
     ArrangeControls();
     UpdateFormulaFrom("txtTP1");
 }
 
 void MainWindowState::txtTP2_Change(std::string text) {
-    tp2_ = ReadBars(text);
+    editor_.Condition().tp2 = ReadBars(text);
     txtTP2.text = std::move(text);
     UpdateFormulaFrom("txtTP2");
 }
 
 void MainWindowState::txtModify1_Change(std::string text) {
-    modify1_ = ReadNumber(text);
+    editor_.Condition().modify1 = ReadNumber(text);
     txtModify1.text = std::move(text);
     UpdateFormulaFrom("txtModify1");
 }
 
 void MainWindowState::txtModify2_Change(std::string text) {
-    modify2_ = ReadNumber(text);
+    editor_.Condition().modify2 = ReadNumber(text);
     txtModify2.text = std::move(text);
     UpdateFormulaFrom("txtModify2");
 }
 
 void MainWindowState::txtVal1_Change(std::string text) {
-    value1_ = ReadNumber(text);
+    editor_.Condition().value1 = ReadNumber(text);
     txtVal1.text = std::move(text);
     UpdateFormulaFrom("txtVal1");
 }
@@ -523,47 +525,46 @@ int MainWindowState::txtTP1_KeyPress(int keyAscii) {
 }
 
 void MainWindowState::txtTP1_LostFocus() {
-    txtTP1.text = std::to_string(tp1_);
+    txtTP1.text = std::to_string(TP1());
 }
 
 void MainWindowState::txtTP2_LostFocus() {
-    txtTP2.text = std::to_string(tp2_);
+    txtTP2.text = std::to_string(TP2());
 }
 
 void MainWindowState::txtModify1_LostFocus() {
-    txtModify1.text = FormatAflNumber(modify1_);
+    txtModify1.text = FormatAflNumber(Modify1());
 }
 
 void MainWindowState::txtModify2_LostFocus() {
-    txtModify2.text = FormatAflNumber(modify2_);
+    txtModify2.text = FormatAflNumber(Modify2());
 }
 
 void MainWindowState::txtVal1_LostFocus() {
-    txtVal1.text = FormatAflNumber(value1_);
+    txtVal1.text = FormatAflNumber(Value1());
 }
 
 // The editor's start values: no indicator, current bar against 1 bar ago, no modifiers,
 // value 0.
 void MainWindowState::ResetEditor() {
-    cboIA1.Clear();
+    ClearList(ComboId::cboIA1);
     for (int i = 0; i < kIndicatorCount; ++i) {
         cboIA1.AddItem(Indicator(i).displayName, i);
     }
-    FillOptions(cboED1, std::nullopt);
-    cboModify1.Clear();
+    FillOptions(ComboId::cboED1, std::nullopt);
+    ClearList(ComboId::cboModify1);
     chkModify1_Click(false);
     txtModify1_Change("0");
-    cboCO.Clear();
-    comparisonOperator_.reset();
-    cboCT.Clear();
+    ClearList(ComboId::cboCO);
+    ClearList(ComboId::cboCT);
     txtTP1_Change("0");
     txtTP2_Change("1");
-    cboIA2.Clear();
-    FillOptions(cboED2, std::nullopt);
-    cboModify2.Clear();
+    ClearList(ComboId::cboIA2);
+    FillOptions(ComboId::cboED2, std::nullopt);
+    ClearList(ComboId::cboModify2);
     chkModify2_Click(false);
     txtModify2_Change("0");
-    cboModifyED2.selected = cboModifyED2.FindText(kUnitValue);
+    SelectItem(ComboId::cboModifyED2, cboModifyED2.FindText(kUnitValue));
     txtVal1_Change("0");
     lblTP1.caption = "1st Bar:";
     ArrangeControls();
@@ -618,8 +619,9 @@ void MainWindowState::SelectRow(int row, bool counts) {
     currentControl_.clear();
     if (counts) {
         selectedRow_ = row;
-        if (Index(row) < records_.size() && !records_[Index(row)].IsEmptyRow()) {
-            LoadRow(records_[Index(row)]);
+        if (const ConditionRecord* record = editor_.Record(row);
+            record != nullptr && !record->IsEmptyRow()) {
+            LoadRow(*record);
             gridMode_ = "EDIT";
             return;
         }
@@ -661,8 +663,9 @@ void MainWindowState::TakeJoinerOfLastRow() {
     const std::string text = MSFlexGrid1.Text(last);
     if (IsPendingRowText(text)) {
         gridOperator_ = std::string(TrimBlanks(text));
-    } else if (Index(last) < records_.size() && !records_[Index(last)].joiner.empty()) {
-        gridOperator_ = records_[Index(last)].joiner;
+    } else if (const ConditionRecord* record = editor_.Record(last);
+               record != nullptr && !record->joiner.empty()) {
+        gridOperator_ = record->joiner;
     }
 }
 
@@ -671,8 +674,7 @@ int MainWindowState::TargetRow() const {
 }
 
 ConditionRecord* MainWindowState::TargetRecord() {
-    const int row = TargetRow();
-    return row >= 0 && Index(row) < records_.size() ? &records_[Index(row)] : nullptr;
+    return editor_.Record(TargetRow());
 }
 
 bool MainWindowState::ContextMenu() {
@@ -728,7 +730,7 @@ void MainWindowState::btnRemove_Click() {
         return;
     }
     // A pending row that was never written has no record: only its grid row goes.
-    if (records_.size() < Index(gridCount_) && current == gridCount_ - 1) {
+    if (Records().size() < Index(gridCount_) && current == gridCount_ - 1) {
         DeleteGridRow(current);
         --gridCount_;
         if (gridMode_ == "ADD") {
@@ -763,18 +765,8 @@ void MainWindowState::btnRemove_Click() {
             text = text.substr(0, at) + text.substr(after);
         }
     }
-    if (Index(current) < records_.size()) {
-        records_.erase(records_.begin() + current);
-    }
-    if (current == 0 && !records_.empty()) {
-        records_[0].joiner.clear();
-        records_[0].rowText = MSFlexGrid1.rows[0];
-    }
-    if (records_.size() > Index(gridCount_)) {
-        records_.resize(Index(gridCount_));
-    }
+    editor_.RemoveRow(current, gridCount_, MSFlexGrid1.rows[0]);
     TakeJoinerOfLastRow();
-    conditionCode_ = RebuildConditionCode(records_, gridCount_);
     if (gridCount_ > 0) {
         AssembleFormula();
     }
@@ -788,9 +780,8 @@ void MainWindowState::btnClearAll_Click() {
     MSFlexGrid1.rows.assign(kClearedGridRows, std::string());
     MSFlexGrid1.row = 0;
     gridCount_ = 0;
-    conditionCode_.clear();
+    editor_.ClearRows();
     gridMode_ = "ADD";
-    records_.clear();
 }
 
 // ---- run options ----

@@ -9,7 +9,9 @@
 #pragma once
 
 #include "amibroker/Broker.h"
+#include "formula/ConditionEditor.h"
 #include "formula/ConditionRecord.h"
+#include "library/LibraryFile.h"
 #include "mainwindow/Controls.h"
 #include "settings/ProgramSettings.h"
 
@@ -17,6 +19,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace marlindex {
@@ -47,7 +50,7 @@ struct RunOutcome {
 // that or a version that is not a number.
 std::string RunFilePath(const std::string& programFolder, const std::string& version);
 
-// The combo boxes, for choosing an entry as a user does.
+// The combo boxes, for choosing an entry as a user does (in the order the editor lists them).
 enum class ComboId {
     cboIA1,
     cboED1,
@@ -114,22 +117,26 @@ public:
     const std::string& CurrentControl() const { return currentControl_; }
     void SetCurrentControl(std::string value) { currentControl_ = std::move(value); }
 
-    std::int32_t TP1() const { return tp1_; }
-    void SetTP1(std::int32_t value) { tp1_ = value; }
-    std::int32_t TP2() const { return tp2_; }
-    void SetTP2(std::int32_t value) { tp2_ = value; }
-    double Modify1() const { return modify1_; }
-    void SetModify1(double value) { modify1_ = value; }
-    double Modify2() const { return modify2_; }
-    void SetModify2(double value) { modify2_ = value; }
-    double Value1() const { return value1_; }
-    void SetValue1(double value) { value1_ = value; }
-    std::optional<int> ComparisonOperator() const { return comparisonOperator_; }
-    void SetComparisonOperator(std::optional<int> value) { comparisonOperator_ = value; }
+    // The text fields' numbers and the comparison are the condition's, held by the editor.
+    std::int32_t TP1() const { return Condition().tp1; }
+    void SetTP1(std::int32_t value) { editor_.Condition().tp1 = value; }
+    std::int32_t TP2() const { return Condition().tp2; }
+    void SetTP2(std::int32_t value) { editor_.Condition().tp2 = value; }
+    double Modify1() const { return Condition().modify1; }
+    void SetModify1(double value) { editor_.Condition().modify1 = value; }
+    double Modify2() const { return Condition().modify2; }
+    void SetModify2(double value) { editor_.Condition().modify2 = value; }
+    double Value1() const { return Condition().value1; }
+    void SetValue1(double value) { editor_.Condition().value1 = value; }
+    std::optional<int> ComparisonOperator() const { return Condition().comparison; }
+    void SetComparisonOperator(std::optional<int> value) { editor_.Condition().comparison = value; }
+
+    // The condition the editor's controls show: what the next change writes into the row.
+    const EditorState& Condition() const { return editor_.Condition(); }
 
     // ---- state shared with the rest of the program ----
-    const ConditionRecordList& Records() const { return records_; }
-    const std::string& ConditionCode() const { return conditionCode_; }
+    const ConditionRecordList& Records() const { return editor_.Records(); }
+    const std::string& ConditionCode() const { return editor_.ConditionCode(); }
     const std::string& FilterExpression() const { return filterExpression_; }
     // The filter dialog sets the expression and then calls AssembleFormula.
     void SetFilterExpression(std::string value) { filterExpression_ = std::move(value); }
@@ -230,7 +237,7 @@ public:
     void txtRange_Change(std::string text);
     void txtRange_LostFocus();
 
-    // ---- View menu, run settings, Run ----
+    // ---- running a formula (MainWindowRun.cpp): View menu, run settings, Run, Copy ----
     // Each flips its check and stores it.
     void mMOS_Click();
     void mICWC_Click();
@@ -243,10 +250,21 @@ public:
     RunOutcome btnRun_Click(const RunServices& services);
     // The grid texts of the rows in use, 0 to GridCount - 1.
     std::vector<std::string> RowTexts() const;
-    // ---- restoring a formula from the library (MainWindowRestore.cpp) ----
-    // Puts back the condition records and the condition code exactly as they were saved;
-    // the caller refills the grid from the records' row texts.
-    void RestoreConditions(ConditionRecordList records, std::string conditionCode);
+    // The formula box's text behind a comment with `date` and the grid's condition rows: what
+    // Copy puts on the clipboard, and Run in the run file while comments are on.
+    std::string CommentedFormulaText(std::string_view date) const;
+    // Puts the commented formula, dated today, on the clipboard.
+    void mCopy_Click(const std::function<void(const std::string&)>& setClipboard) const;
+
+    // ---- the formula as a library record (MainWindowRecord.cpp) ----
+    // The run options, formula text, condition code, filter and rows in use; number, folder,
+    // name and description are the library's to fill. The range box is normalised first, as
+    // leaving it would.
+    LibraryFormula FormulaRecord();
+    // Brings the window back to a saved formula exactly as it was saved: Clear All, the run
+    // options, the formula text, the rows and their code, the filter and the name; then the
+    // first row is selected, so that grid and editor agree.
+    void RestoreRecord(const LibraryFormula& formula);
 
 private:
     // Only the control the user is working in regenerates the formula; changes the program
@@ -256,6 +274,11 @@ private:
             UpdateFormula();
         }
     }
+    // A list whose selection is one of the condition's choices: every change of its items or
+    // selection goes through these, so the condition always holds what the lists show.
+    void ClearList(ComboId combo);
+    void SelectItem(ComboId combo, int index);
+    void TakeChoice(ComboId combo);
     void StartRow(const char* joiner);
     void SelectRow(int row, bool counts);
     void LoadRow(const ConditionRecord& record);
@@ -268,15 +291,16 @@ private:
     void TakeJoinerOfLastRow();
     bool ContextMenu();
     void DeleteGridRow(int row);
-    void FillOptions(ComboBox& combo, std::optional<int> indicator);
+    void FillOptions(ComboId combo, std::optional<int> indicator);
     void FillPairedIndicators();
-    static void FillModifyList(ComboBox& combo);
+    void FillModifyList(ComboId combo);
     // Which side-2 inputs the chosen comparison and target use, and the modifiers' states.
     void ArrangeControls();
     void ResetEditor();
     void WriteSwitch(MenuItem& item, const char* name);
 
     CProgramSettings* settings_;
+    ConditionEditor editor_;
 
     std::string scanName_;
     int analysisType_ = 0;
@@ -288,15 +312,6 @@ private:
     std::string gridMode_ = "ADD";
     int selectedRow_ = 0;
     std::string currentControl_;
-    std::int32_t tp1_ = 0;
-    std::int32_t tp2_ = 1;
-    double modify1_ = 0;
-    double modify2_ = 0;
-    double value1_ = 0;
-    std::optional<int> comparisonOperator_;
-
-    ConditionRecordList records_;
-    std::string conditionCode_;
     std::string filterExpression_;
 
     bool mouseDownHandled_ = false; // the Click that follows a handled MouseDown does nothing

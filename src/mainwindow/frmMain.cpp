@@ -8,6 +8,7 @@
 #include "library/frmOpenSave.h"
 #include "mainwindow/MainWindowFiles.h"
 #include "preferences/frmPreferences.h"
+#include "startup/EventGuard.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -703,10 +704,8 @@ void frmMain::closeEvent(QCloseEvent* event) {
 }
 
 void frmMain::Handle(const std::function<void(MainWindowState&)>& stateEvent) {
-    try {
-        stateEvent(*state_);
-    } catch (const std::exception& error) {
-        statusBar()->showMessage(tr("Could not complete that: %1").arg(Q(error.what())));
+    if (const std::optional<std::string> failure = RunGuarded([&] { stateEvent(*state_); })) {
+        statusBar()->showMessage(tr("Could not complete that: %1").arg(Q(*failure)));
     }
     Mirror();
 }
@@ -716,19 +715,22 @@ void frmMain::ShowContextMenu(const QPoint& globalPosition) {
 }
 
 void frmMain::Run() {
-    // Leaving the range box normalises it first, as moving the focus to the button would.
-    if (txtRange_->hasFocus()) {
-        state_->txtRange_LostFocus();
-    }
     RunServices services;
     services.broker = services_.broker;
     services.programFolder = services_.programFolder;
     const QDate today = QDate::currentDate();
     services.today = FormatCommentDate(today.year(), static_cast<unsigned>(today.month()),
-                                      static_cast<unsigned>(today.day()));
+                                       static_cast<unsigned>(today.day()));
     services.letEventsRun = [] { QCoreApplication::processEvents(); };
     services.minimiseWindow = [this] { showMinimized(); };
-    lastRun_ = state_->btnRun_Click(services);
+    const bool rangeHasFocus = txtRange_->hasFocus();
+    Handle([&](MainWindowState& w) {
+        // Leaving the range box normalises it first, as moving the focus to the button would.
+        if (rangeHasFocus) {
+            w.txtRange_LostFocus();
+        }
+        lastRun_ = w.btnRun_Click(services);
+    });
     if (!lastRun_.error.empty()) {
         statusBar()->showMessage(tr("The run stopped: %1").arg(Q(lastRun_.error)));
     } else if (lastRun_.started) {
@@ -736,28 +738,20 @@ void frmMain::Run() {
     } else if (state_->txtForumlae.text.empty()) {
         statusBar()->showMessage(tr("There is no formula to run yet."));
     }
-    Mirror();
 }
 
 void frmMain::CopyFormula() {
-    const QDate today = QDate::currentDate();
-    const std::string date = FormatCommentDate(today.year(), static_cast<unsigned>(today.month()),
-                                              static_cast<unsigned>(today.day()));
-    const std::string text = CommentedFormula(date, state_->RowTexts(), state_->txtForumlae.text);
-    QGuiApplication::clipboard()->setText(Q(text));
+    Handle([](MainWindowState& w) {
+        w.mCopy_Click(
+            [](const std::string& text) { QGuiApplication::clipboard()->setText(Q(text)); });
+    });
     statusBar()->showMessage(tr("The formula is on the clipboard."));
 }
 
 void frmMain::FileCommand(const std::function<void(MainWindowFiles&)>& command) {
-    if (files_ == nullptr) {
-        return;
+    if (files_ != nullptr) {
+        Handle([&](MainWindowState&) { command(*files_); });
     }
-    try {
-        command(*files_);
-    } catch (const std::exception& error) {
-        statusBar()->showMessage(tr("Could not complete that: %1").arg(Q(error.what())));
-    }
-    Mirror();
 }
 
 void frmMain::OpenHelpFile(const char* fileName, const QString& what) {

@@ -7,9 +7,9 @@
 #include "startup/UserPrompts.h"
 
 #include <QMainWindow>
-#include <memory>
 #include <QString>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 

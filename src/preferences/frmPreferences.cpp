@@ -1,5 +1,7 @@
 #include "preferences/frmPreferences.h"
 
+#include "startup/EventGuard.h"
+
 #include <QComboBox>
 #include <QEvent>
 #include <QGridLayout>
@@ -8,6 +10,7 @@
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMessageBox>
 #include <QPushButton>
 #include <QStyle>
 #include <QTabWidget>
@@ -79,12 +82,11 @@ frmPreferences::frmPreferences(CProgramSettings& settings, QWidget* parent)
     layout->setSizeConstraint(QLayout::SetFixedSize);
 
     state_.Form_Load();
-    ShowState();
+    Mirror();
 
     connect(TabStrip1_, &QTabWidget::currentChanged, this, [this](int index) {
         if (!showing_) {
-            state_.TabStrip1_Click(index + 1);
-            ShowState();
+            Handle([this, index] { state_.TabStrip1_Click(index + 1); });
         }
     });
     connect(btnOK, &QPushButton::clicked, this, [this] { btnOK_Click(); });
@@ -171,7 +173,8 @@ QWidget* frmPreferences::BuildField(const PreferenceField& field) {
         }
         connect(combo, &QComboBox::editTextChanged, this, [this, name](const QString& text) {
             if (!showing_) {
-                state_.Field_Change(ToUtf8(name), ToUtf8(text));
+                Handle([this, &name, &text] { state_.Field_Change(ToUtf8(name), ToUtf8(text)); },
+                       false);
             }
         });
         Watch(combo->lineEdit(), field.name);
@@ -183,7 +186,8 @@ QWidget* frmPreferences::BuildField(const PreferenceField& field) {
             2 * edit->style()->pixelMetric(QStyle::PM_DefaultFrameWidth) + 8);
         connect(edit, &QLineEdit::textChanged, this, [this, name](const QString& text) {
             if (!showing_) {
-                state_.Field_Change(ToUtf8(name), ToUtf8(text));
+                Handle([this, &name, &text] { state_.Field_Change(ToUtf8(name), ToUtf8(text)); },
+                       false);
             }
         });
         widget = edit;
@@ -218,9 +222,18 @@ bool frmPreferences::eventFilter(QObject* watched, QEvent* event) {
     return QDialog::eventFilter(watched, event);
 }
 
+void frmPreferences::Handle(const std::function<void()>& event, bool mirror) {
+    if (const std::optional<std::string> failure = RunGuarded(event)) {
+        QMessageBox::warning(this, FromUtf8(state_.Caption()),
+                             tr("Could not complete that: %1").arg(FromUtf8(*failure)));
+    }
+    if (mirror) {
+        Mirror();
+    }
+}
+
 void frmPreferences::btnOK_Click() {
-    state_.btnOK_Click();
-    ShowState();
+    Handle([this] { state_.btnOK_Click(); });
     if (state_.Closed()) {
         accept();
     }
@@ -231,7 +244,7 @@ void frmPreferences::reject() {
     QDialog::reject();
 }
 
-void frmPreferences::ShowState() {
+void frmPreferences::Mirror() {
     showing_ = true;
     TabStrip1_->setCurrentIndex(state_.SelectedTab() - 1);
     for (const PreferenceField& field : state_.Fields()) {

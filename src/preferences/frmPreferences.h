@@ -6,6 +6,7 @@
 #include "preferences/PreferenceFields.h"
 
 #include <QDialog>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -42,14 +43,18 @@ private:
     QWidget* BuildField(const PreferenceField& field);
     void Watch(QObject* widget, const std::string& name);
     void btnOK_Click();
+    // Every user event reaches the state through here: an unexpected failure is reported
+    // rather than escaping into the event loop, and the widgets then show the state (not
+    // after typing, which the widgets show already).
+    void Handle(const std::function<void()>& event, bool mirror = true);
     // Copies the state onto the widgets.
-    void ShowState();
+    void Mirror();
 
     PreferenceFields state_;
     QTabWidget* TabStrip1_ = nullptr;
     std::map<std::string, QWidget*> fields_;        // by control name
     std::map<const QObject*, std::string> watched_; // a field's widgets to its control name
-    bool showing_ = false; // set while ShowState changes widgets: not the user's doing
+    bool showing_ = false; // set while Mirror changes widgets: not the user's doing
 };
 
 } // namespace marlindex

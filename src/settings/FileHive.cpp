@@ -47,14 +47,14 @@ FileHive::FileHive(fs::path file, Access access) : file_(std::move(file)), acces
                       "so that the file is not lost.";
         return;
     }
-    RegistryTextError error;
-    auto parsed = RegistryData::FromRegedit4(*bytes, &error);
+    Result<RegistryData> parsed = RegistryData::FromRegedit4(*bytes);
     if (parsed) {
-        data_ = std::move(*parsed);
+        data_ = std::move(parsed).value();
         return;
     }
-    const std::string damage =
-        "The settings file " + Quoted(file_) + " is damaged at " + error.Describe() + ". ";
+    Problem problem = std::move(parsed.problem());
+    problem.where.file = file_.string();
+    const std::string damage = "The settings file is damaged: " + problem.Message() + ". ";
     if (access_ == Access::ReadOnly) {
         writable_ = false;
         loadReport_ = damage + "It was left as it is; the settings read as their defaults.";

@@ -18,14 +18,19 @@ CProgramSettings CProgramSettings::ForMarlindex(RegistryHive& hive) {
     return settings;
 }
 
-std::string CProgramSettings::KeyPath() const {
-    return mainBranch_ + "\\" + regBase_ + "\\" + program_ + "\\" + section_;
+std::string CProgramSettings::KeyPath(std::string_view section) const {
+    return mainBranch_ + "\\" + regBase_ + "\\" + program_ + "\\" + std::string(section);
 }
 
 std::string CProgramSettings::ReadEntry(std::string_view name,
                                         std::string_view defaultValue) const {
+    return ReadEntry(section_, name, defaultValue);
+}
+
+std::string CProgramSettings::ReadEntry(std::string_view section, std::string_view name,
+                                        std::string_view defaultValue) const {
     try {
-        auto text = ReadValue(name);
+        auto text = ReadValue(section, name);
         if (text && !text->empty()) {
             return std::move(*text);
         }
@@ -74,9 +79,10 @@ bool CProgramSettings::DeleteEntry(std::string_view name) {
 
 // The value as text: REG_SZ without its one closing NUL, REG_DWORD as signed decimal.
 // nullopt for anything else, including a name or path the code page cannot hold.
-std::optional<std::string> CProgramSettings::ReadValue(std::string_view name) const {
+std::optional<std::string> CProgramSettings::ReadValue(std::string_view section,
+                                                       std::string_view name) const {
     const auto cpName = Utf8ToCp1252(name);
-    const auto cpPath = Utf8ToCp1252(KeyPath());
+    const auto cpPath = Utf8ToCp1252(KeyPath(section));
     if (!cpName || !cpPath) {
         return std::nullopt;
     }

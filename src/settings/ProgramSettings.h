@@ -33,11 +33,17 @@ public:
     void SetSection(std::string value) { section_ = std::move(value); }
 
     // MainBranch\RegBase\Program\section, joined as the parts stand.
-    std::string KeyPath() const;
+    std::string KeyPath() const { return KeyPath(section_); }
+    std::string KeyPath(std::string_view section) const;
 
     // The stored text of `name` (UTF-8), or `defaultValue` when the value is missing, empty,
     // not text or number, or cannot be read. A REG_DWORD reads as its signed decimal text.
     std::string ReadEntry(std::string_view name, std::string_view defaultValue) const;
+    // As above, for the value in `section` instead of the current section. Readers that share
+    // the program's settings object read through a const reference this way (the condition
+    // translation, for the indicator parameters), so reading moves nothing that others set.
+    std::string ReadEntry(std::string_view section, std::string_view name,
+                          std::string_view defaultValue) const;
 
     // Store text (REG_SZ) or a number (REG_DWORD), creating the key as needed. Failures,
     // including text that Windows-1252 cannot hold, are swallowed: the store is unchanged.
@@ -49,7 +55,7 @@ public:
     bool DeleteEntry(std::string_view name);
 
 private:
-    std::optional<std::string> ReadValue(std::string_view name) const;
+    std::optional<std::string> ReadValue(std::string_view section, std::string_view name) const;
     bool WriteValue(std::string_view name, const RegistryValue& value);
 
     RegistryHive* hive_;

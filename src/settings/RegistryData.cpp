@@ -245,6 +245,12 @@ private:
     std::size_t number_ = 0;
 };
 
+// Where the text could not be understood: the line, and what was wrong there.
+struct RegistryTextError {
+    std::size_t line = 0;
+    std::string what;
+};
+
 // The first NUL or CR that is not part of a line end: such a byte can only come from damage,
 // and letting it through would make a line mean something else than it shows.
 std::optional<RegistryTextError> FindStrayByte(std::string_view text) {
@@ -449,10 +455,6 @@ std::string_view RegistryRootName(RegistryRoot root) {
     return {};
 }
 
-std::string RegistryTextError::Describe() const {
-    return "line " + std::to_string(line) + ": " + what;
-}
-
 const RegistryData::Key* RegistryData::FindKey(RegistryRoot root, std::string_view path) const {
     std::vector<std::string_view> segments;
     if (!SplitKeyPath(path, segments, nullptr)) {
@@ -612,14 +614,10 @@ std::string RegistryData::ToRegedit4() const {
     return out;
 }
 
-std::optional<RegistryData> RegistryData::FromRegedit4(std::string_view text,
-                                                       RegistryTextError* error) {
+Result<RegistryData> RegistryData::FromRegedit4(std::string_view text) {
     RegistryTextError failure;
-    const auto fail = [&](RegistryTextError e) -> std::optional<RegistryData> {
-        if (error != nullptr) {
-            *error = std::move(e);
-        }
-        return std::nullopt;
+    const auto fail = [](RegistryTextError e) -> Result<RegistryData> {
+        return Problem{ProblemKind::BadInput, Place::AtLine(e.line), std::move(e.what)};
     };
     if (text.substr(0, kBom.size()) == kBom) {
         text.remove_prefix(kBom.size());

@@ -8,6 +8,7 @@
 #pragma once
 
 #include "settings/RegistryHive.h"
+#include "startup/Problem.h"
 
 #include <cstddef>
 #include <optional>
@@ -25,14 +26,6 @@ inline constexpr std::size_t kMaxKeyDepth = 512;
 // "HKEY_CURRENT_USER" and so on; nullopt for any other text (letter case does not matter).
 std::optional<RegistryRoot> RegistryRootFromName(std::string_view name);
 std::string_view RegistryRootName(RegistryRoot root);
-
-// Where REGEDIT4 text could not be understood: the 1-based line and what was wrong there.
-struct RegistryTextError {
-    std::size_t line = 0;
-    std::string what;
-
-    std::string Describe() const; // "line 7: ..."
-};
 
 class RegistryData {
 public:
@@ -60,10 +53,9 @@ public:
     // (each key before its subkeys), every value exactly as stored.
     std::string ToRegedit4() const;
 
-    // Parses REGEDIT4 text. Anything not understood is an error, never skipped: a file that
-    // loads must mean exactly what it says.
-    static std::optional<RegistryData> FromRegedit4(std::string_view text,
-                                                    RegistryTextError* error = nullptr);
+    // Parses REGEDIT4 text. Anything not understood is bad input placed by its line, never
+    // skipped: a file that loads must mean exactly what it says.
+    static Result<RegistryData> FromRegedit4(std::string_view text);
 
 private:
     struct NamedValue {

@@ -38,7 +38,7 @@ private:
             "Short average crosses above the long one; price above "
             "the 200-day average.");
         add("3", "Overbought exit", "Sell when RSI climbs above 70.");
-        QVERIFY(!SaveLibraryFile(file, library));
+        QVERIFY(SaveLibraryFile(file, library).ok());
     }
 
     std::unique_ptr<LibraryBrowser> Load(const char* mode, const char* caption, const char* ok) {
@@ -108,7 +108,7 @@ private slots:
         QTest::mouseClick(Child<QPushButton>(form, "btnOK"), Qt::LeftButton);
 
         QCOMPARE(form.result(), int(QDialog::Accepted));
-        const Library saved = ReadLibrary(test::ReadBytes(file));
+        const Library saved = *ReadLibrary(test::ReadBytes(file));
         QCOMPARE(saved.formulas.size(), std::size_t{1});
         QCOMPARE(saved.formulas[0].name, std::string("Swing"));
         QCOMPARE(saved.formulas[0].folder, std::string("2"));
@@ -127,7 +127,7 @@ private slots:
         QCOMPARE(item->text(0), QStringLiteral("Sell Signals"));
         QCOMPARE(prompts.shown.back().text, std::string("You must enter a valid folder name."));
         item->setText(0, QStringLiteral("Exits"));
-        QCOMPARE(ReadLibrary(test::ReadBytes(file)).folders[2].name, std::string("Exits"));
+        QCOMPARE(ReadLibrary(test::ReadBytes(file))->folders[2].name, std::string("Exits"));
 
         QApplication::clipboard()->setText(QStringLiteral("pasted"));
         Child<QAction>(form, "mPaste")->trigger();

@@ -50,8 +50,8 @@ TEST_F(FilterCliTest, WritesTheExpressionInTheLoadOrTheSavedForm) {
 TEST_F(FilterCliTest, ADamagedFileIsLeftAloneUnlessTheDefaultIsAskedFor) {
     const Result missing = Run({"filter", Database()});
     EXPECT_EQ(missing.status, kExitBadInput);
-    EXPECT_NE(missing.err.find("There was an error with the configuration file"),
-              std::string::npos);
+    EXPECT_NE(missing.err.find(File().string() + ": Cannot read the file: "), std::string::npos)
+        << missing.err;
     EXPECT_FALSE(std::filesystem::exists(File()));
 
     const std::string truncated = "[Markets]\r\n1\tNYSE\r\n[Groups]\r\n";
@@ -59,9 +59,9 @@ TEST_F(FilterCliTest, ADamagedFileIsLeftAloneUnlessTheDefaultIsAskedFor) {
     const Result damaged = Run({"filter", Database()});
     EXPECT_EQ(damaged.status, kExitBadInput);
     EXPECT_EQ(damaged.out, "");
-    EXPECT_NE(damaged.err.find("tempFilter.txt, line 4: There was an error with the "
-                               "configuration file: The file ends before the [Sectors] heading"),
-              std::string::npos)
+    EXPECT_NE(
+        damaged.err.find("tempFilter.txt, line 4: The file ends before the [Sectors] heading"),
+        std::string::npos)
         << damaged.err;
     EXPECT_EQ(Run({"filter", "--backup", Database()}).status, kExitBadInput)
         << "--backup only goes with --recreate";

@@ -1,9 +1,9 @@
 // marlindex-cli library: listing, showing, importing and exporting formulas, and the refusals
 // that leave the library as it was.
-#include "cli/RunTool.h"
 #include "cli/CliCommands.h"
-#include "formula/ScanFile.h"
+#include "cli/RunTool.h"
 #include "library/LibraryFile.h"
+#include "scanfile/ScanFile.h"
 #include "startup/Codepage.h"
 #include "support/TempFolder.h"
 
@@ -56,10 +56,10 @@ TEST_F(LibraryCliTest, ImportedScansAreListedShownAndExportedAsTheyWereGiven) {
     // export writes the scan back: read again, it is the scan that was imported.
     const Result exported = Run({"export", "Buy Signals", "Oversold"});
     ASSERT_EQ(exported.status, kExitOk) << exported.err;
-    EXPECT_EQ(exported.out, WriteScan(ParseScan(kScan).scan));
+    EXPECT_EQ(exported.out, WriteScan(ParseScan(kScan)->scan));
 
     // The record is what the dialog's save stores: rows with code parts, texts and owner.
-    const marlindex::Library library = ReadLibrary(Library());
+    const marlindex::Library library = *ReadLibrary(Library());
     const LibraryFormula& formula = library.formulas[0];
     EXPECT_EQ(formula.folder, "2");
     EXPECT_EQ(formula.rowCount, 2);
@@ -70,6 +70,23 @@ TEST_F(LibraryCliTest, ImportedScansAreListedShownAndExportedAsTheyWereGiven) {
     EXPECT_EQ(formula.rows[1].joiner, "OR");
     EXPECT_EQ(formula.rows[1].rowText.substr(0, 4), "OR (");
     EXPECT_EQ(library.formulas[1].rows[0].storedValue, Variant(std::int32_t{2}));
+}
+
+// A row the editor can hold although its formula is odd ("is equal to" a value of the
+// current bar: the value vanishes) is stored, exported and generated back as it was.
+TEST_F(LibraryCliTest, AFormulaWithAVanishingValueIsExportedAsStored) {
+    const std::string scan = R"j({"name": "Equal", "rows": [{"indicator1": "RSI",
+        "comparison": "is equal to", "target": "Value", "bars2": 0, "value": 30}]})j";
+    const Result imported = Import({"--folder", "Buy Signals"}, scan);
+    ASSERT_EQ(imported.status, kExitOk) << imported.err;
+    EXPECT_NE(imported.err.find("warning: row 1: \"bars2\" is 0"), std::string::npos);
+
+    const Result exported = Run({"export", "Buy Signals", "Equal"});
+    ASSERT_EQ(exported.status, kExitOk) << exported.err;
+    const Result shown = Run({"show", "Buy Signals", "Equal"});
+    EXPECT_EQ(shown.out.substr(0, 30), "Filter = RSIa( Close, 14 ) ==;");
+    EXPECT_EQ(test::RunTool({"generate", "--registry", registry_, "-"}, exported.out).out,
+              shown.out);
 }
 
 TEST_F(LibraryCliTest, ImportRefusalsLeaveTheLibraryAsItWas) {
@@ -97,7 +114,7 @@ TEST_F(LibraryCliTest, ImportRefusalsLeaveTheLibraryAsItWas) {
     const Result replaced =
         Import({"--folder", "Buy Signals", "--overwrite", "--description", "x"});
     EXPECT_EQ(replaced.status, kExitOk) << replaced.err;
-    const marlindex::Library library = ReadLibrary(Library());
+    const marlindex::Library library = *ReadLibrary(Library());
     ASSERT_EQ(library.formulas.size(), 1u);
     EXPECT_EQ(library.formulas[0].description, "x");
 }
@@ -114,7 +131,9 @@ TEST_F(LibraryCliTest, ADamagedLibraryIsReportedAndNeverWritten) {
         const Result result = Run(command);
         EXPECT_EQ(result.status, kExitBadInput) << command[0];
         EXPECT_EQ(result.out, "");
-        EXPECT_NE(result.err.find("MARLXS: formula 1 (\"Oversold\")"), std::string::npos)
+        EXPECT_NE(
+            result.err.find("MARLXS, formula 1 (\"Oversold\"), field \"formula text\" at byte "),
+            std::string::npos)
             << result.err;
     }
     EXPECT_EQ(Import({"--folder", "Buy Signals", "--name", "Other"}).status, kExitBadInput);

@@ -23,18 +23,18 @@ TEST(FilterFileTest, RecreatingWritesTheDefaultFileAndBacksUpOnlyWhenAsked) {
     const auto file = folder / "tempFilter.txt";
     const auto backup = folder / "tempFilter.bak";
 
-    RecreateFilterFile(folder.path(), true); // nothing to back up yet
+    ASSERT_TRUE(RecreateFilterFile(folder.path(), true)); // nothing to back up yet
     EXPECT_EQ(test::ReadBytes(file), defaults);
     EXPECT_FALSE(std::filesystem::exists(backup));
 
     test::WriteBytes(file, "damaged one");
     test::WriteBytes(backup, "an older backup");
-    RecreateFilterFile(folder.path(), true);
+    ASSERT_TRUE(RecreateFilterFile(folder.path(), true));
     EXPECT_EQ(test::ReadBytes(backup), "damaged one");
     EXPECT_EQ(test::ReadBytes(file), defaults);
 
     test::WriteBytes(file, "damaged two");
-    RecreateFilterFile(folder.path(), false);
+    ASSERT_TRUE(RecreateFilterFile(folder.path(), false));
     EXPECT_EQ(test::ReadBytes(backup), "damaged one");
     EXPECT_EQ(test::ReadBytes(file), defaults);
 
@@ -42,18 +42,21 @@ TEST(FilterFileTest, RecreatingWritesTheDefaultFileAndBacksUpOnlyWhenAsked) {
     std::filesystem::remove(backup);
     std::filesystem::create_directory(backup);
     test::WriteBytes(file, "damaged three");
-    EXPECT_THROW(RecreateFilterFile(folder.path(), true), FilterWriteError);
+    const Result<void> refused = RecreateFilterFile(folder.path(), true);
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.problem().kind, ProblemKind::Failure);
+    EXPECT_EQ(refused.problem().where.file, backup.string());
     EXPECT_EQ(test::ReadBytes(file), "damaged three");
 }
 
 TEST(FilterFileTest, ReadingKeepsEmptySectionsAndTakesUnknownMarksAsExcluded) {
     const FilterFileContents contents =
-        ParseFilterFile("[Markets]\r\n"
-                        "[Groups]\tthe heading is the first field\r\n"
-                        "1\tFunds\r\n7\tBonds\r\n\tNo mark\r\n"
-                        "[Sectors]\r\n[Industries]\r\n"
-                        "0\tOil\tthe name is the second field\r\n"
-                        "[Watchlists]"); // no line break after the last line
+        *ParseFilterFile("[Markets]\r\n"
+                         "[Groups]\tthe heading is the first field\r\n"
+                         "1\tFunds\r\n7\tBonds\r\n\tNo mark\r\n"
+                         "[Sectors]\r\n[Industries]\r\n"
+                         "0\tOil\tthe name is the second field\r\n"
+                         "[Watchlists]"); // no line break after the last line
     EXPECT_TRUE(contents[Markets].empty());
     EXPECT_EQ(contents[Groups],
               (std::vector<FilterFileItem>{
@@ -69,25 +72,27 @@ TEST(FilterFileTest, NamesAreWindows1252OnDiskAndUtf8Inside) {
     // A file edited on Linux may end its lines in LF alone.
     test::WriteBytes(file, "[Markets]\n1\tSoci\xE9t\xE9\n[Groups]\n[Sectors]\n"
                            "[Industries]\n[Watchlists]\n2\tWatchlist \x80\n");
-    FilterFileContents contents = ReadFilterFile(file);
+    FilterFileContents contents = *ReadFilterFile(file);
     EXPECT_EQ(contents[Markets][0].name, "Soci\u00e9t\u00e9");
     EXPECT_EQ(contents[Watchlists][0].name, "Watchlist \u20ac");
 
-    WriteFilterFile(file, contents);
+    ASSERT_TRUE(WriteFilterFile(file, contents));
     const std::string written = "[Markets]\r\n1\tSoci\xE9t\xE9\r\n[Groups]\r\n[Sectors]\r\n"
                                 "[Industries]\r\n[Watchlists]\r\n2\tWatchlist \x80\r\n";
     EXPECT_EQ(test::ReadBytes(file), written);
 
     // A name the code page cannot hold is refused, and the file stays as it was.
     contents[Groups].push_back({kIncluded, "\u03a9mega"});
-    EXPECT_THROW(WriteFilterFile(file, contents), FilterWriteError);
+    const Result<void> refused = WriteFilterFile(file, contents);
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.problem().kind, ProblemKind::BadInput);
     EXPECT_EQ(test::ReadBytes(file), written);
 }
 
 TEST(FilterFileTest, DamageIsReportedWithItsLine) {
     const struct {
         const char* bytes;
-        int line;
+        std::size_t line;
         const char* description;
     } cases[] = {
         {"", 1, "The file is empty: no [Market] heading"},
@@ -101,16 +106,20 @@ TEST(FilterFileTest, DamageIsReportedWithItsLine) {
          "No TAB between the mark and the name in \"[Sectors]\" under [Markets]"},
     };
     for (const auto& damage : cases) {
-        try {
-            ParseFilterFile(damage.bytes);
-            ADD_FAILURE() << "accepted: " << damage.bytes;
-        } catch (const FilterFileError& error) {
-            EXPECT_EQ(error.line(), damage.line) << damage.bytes;
-            EXPECT_STREQ(error.what(), damage.description);
-        }
+        const Result<FilterFileContents> read = ParseFilterFile(damage.bytes);
+        ASSERT_FALSE(read) << "accepted: " << damage.bytes;
+        EXPECT_EQ(read.problem().kind, ProblemKind::BadInput);
+        EXPECT_EQ(read.problem().where.line, damage.line) << damage.bytes;
+        EXPECT_EQ(read.problem().what, damage.description);
     }
+    // Read from a file, the problem names it; a file that is not there is a failure.
     test::TempFolder folder;
-    EXPECT_THROW(ReadFilterFile(folder / "tempFilter.txt"), FilterFileError);
+    const auto file = folder / "tempFilter.txt";
+    test::WriteBytes(file, cases[2].bytes);
+    EXPECT_EQ(ReadFilterFile(file).problem().Message(),
+              file.string() + ", line 6: The file ends before the [Industries] heading");
+    std::filesystem::remove(file);
+    EXPECT_EQ(ReadFilterFile(file).problem().kind, ProblemKind::Failure);
 }
 
 } // namespace

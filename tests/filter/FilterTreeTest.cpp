@@ -229,7 +229,7 @@ TEST_F(FilterTreeTest, ADatabaseSwitchSavesTheOldFolderThenLoadsTheNewOne) {
     LoadSample();
     LeftClick("M1");
     test::TempFolder other;
-    RecreateFilterFile(other.path(), false);
+    ASSERT_TRUE(RecreateFilterFile(other.path(), false));
     EXPECT_EQ(tree.ChangeDatabase(other.path(), prompts), FilterLoadResult::Loaded);
     EXPECT_NE(test::ReadBytes(File()).find("\r\n1\tNASDAQ\r\n"), std::string::npos);
     EXPECT_EQ(Text("M0"), "Market 1");

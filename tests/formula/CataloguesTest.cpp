@@ -70,16 +70,51 @@ TEST(Catalogues, CrossingsAreOfferedOnlyWhereTheTableSays) {
 TEST(Catalogues, ComparisonTemplatesHaveTheirFormsAndKinds) {
     for (int c = 0; c < kComparisonCount; ++c) {
         const ComparisonEntry entry = Comparison(c);
-        EXPECT_EQ(entry.templates.size(), (c >= 2 && c <= 4) ? 4u : 2u) << entry.text;
+        EXPECT_EQ(entry.index, c);
+        EXPECT_EQ(entry.templates.size(), TakesBars2(entry.group) ? 4u : 2u) << entry.text;
     }
-    EXPECT_EQ(Comparison(0).kind, 0);
-    EXPECT_EQ(Comparison(6).kind, 1);
-    EXPECT_EQ(Comparison(9).kind, 2);
-    EXPECT_EQ(Comparison(11).kind, 3);
+    EXPECT_EQ(Comparison(0).kind, ComparisonKind::IndicatorOnly);
+    EXPECT_EQ(Comparison(6).kind, ComparisonKind::IndicatorOrValue);
+    EXPECT_EQ(Comparison(9).kind, ComparisonKind::ValueOnly);
+    EXPECT_EQ(Comparison(11).kind, ComparisonKind::OwnExtreme);
     EXPECT_EQ(Comparison(7).templates[0], "BarsSince( Array1 == Value ) < Period1");
     EXPECT_EQ(FindComparisonByText("Highest It Has Been"), 11);
     EXPECT_EQ(FindIndicatorByName("stochastic %d(slow)"), 18);
     EXPECT_FALSE(FindIndicatorByName("Bollinger Band (Top)")) << "the catalogue spells it Bolinger";
+}
+
+// The groups follow the texts, and each kind's rules give the editor's target list and side 2.
+TEST(Catalogues, KindsAndGroupsDecideTargetsAndSide2) {
+    using G = ComparisonGroup;
+    const std::pair<const char*, G> groups[] = {{"crosses above", G::Crossing},
+                                                {"crosses below", G::Crossing},
+                                                {"is equal to", G::BarByBar},
+                                                {"is greater than", G::BarByBar},
+                                                {"has been below", G::HasBeen},
+                                                {"has equalled", G::WithinLast},
+                                                {"has been greater than", G::WithinLast},
+                                                {"lowest it has been", G::LowestHighest},
+                                                {"highest it has been", G::LowestHighest}};
+    for (const auto& [text, group] : groups) {
+        EXPECT_EQ(GroupOf(FindComparisonByText(text)), group) << text;
+    }
+    EXPECT_FALSE(GroupOf(12));
+    EXPECT_FALSE(GroupOf(std::nullopt));
+
+    using Targets = std::vector<std::string>;
+    EXPECT_EQ(OfferedTargets(ComparisonKind::IndicatorOnly), Targets{"Indicator"});
+    EXPECT_EQ(OfferedTargets(ComparisonKind::IndicatorOrValue), (Targets{"Indicator", "Value"}));
+    EXPECT_EQ(OfferedTargets(ComparisonKind::ValueOnly), Targets{"Value"});
+    EXPECT_TRUE(OfferedTargets(ComparisonKind::OwnExtreme).empty()) << "decided by the bars";
+    EXPECT_TRUE(TakesValue(ComparisonKind::OwnExtreme));
+
+    EXPECT_TRUE(ComparesWithIndicator(ComparisonKind::IndicatorOnly, ""));
+    EXPECT_FALSE(ComparesWithIndicator(ComparisonKind::IndicatorOrValue, ""));
+    EXPECT_FALSE(ComparesWithValue(ComparisonKind::IndicatorOrValue, "", 0)) << "nothing chosen";
+    EXPECT_TRUE(ComparesWithValue(ComparisonKind::IndicatorOrValue, "Value", 3));
+    EXPECT_TRUE(ComparesWithValue(ComparisonKind::OwnExtreme, "", 0));
+    EXPECT_FALSE(ComparesWithValue(ComparisonKind::OwnExtreme, "Value", 5)) << "its own extreme";
+    EXPECT_FALSE(ComparesWithIndicator(ComparisonKind::OwnExtreme, "Indicator"));
 }
 
 TEST(Catalogues, OptionListsInTableOrder) {

@@ -142,6 +142,11 @@ TEST_F(TranslationTest, StoredPreferencesReplaceOnlyTheirOwnPositions) {
     EXPECT_EQ(Afl(Versus(8, "Simple", 4, 9, "Simple", 2, 0)),
               "Ref( MA( Close, 30 ), -2 ) > MA( High, 50 )")
         << "also when its code was placed before its parameters were filled";
+
+    // Reading the parameters leaves the shared settings where their other users put them.
+    settings_.SetSection("Settings\\");
+    Translate(Versus(8, "Simple", 4, 9, "Simple", 2, 0));
+    EXPECT_EQ(settings_.section(), "Settings\\");
 }
 
 TEST_F(TranslationTest, IndicatorTargetWithoutSecondIndicatorKeepsThePlaceholder) {
@@ -212,14 +217,14 @@ TEST_F(TranslationTest, EveryCatalogueCombinationYieldsCompleteAfl) {
         const std::string option1 =
             IndicatorOptions(a).empty() ? "" : IndicatorOptions(a).back().text;
         for (const int c : AvailableComparisons(a)) {
-            const int kind = Comparison(c).kind;
+            const ComparisonKind kind = Comparison(c).kind;
             std::vector<std::optional<int>> partners;
-            if (kind <= 1) {
+            if (TakesIndicator(kind)) {
                 for (const int b : PairedIndicators(a)) {
                     partners.emplace_back(b);
                 }
             }
-            if (kind >= 1) {
+            if (TakesValue(kind)) {
                 partners.emplace_back(std::nullopt); // a value
             }
             for (const auto& b : partners) {
@@ -228,7 +233,9 @@ TEST_F(TranslationTest, EveryCatalogueCombinationYieldsCompleteAfl) {
                         EditorState s;
                         s.indicator1 = a, s.option1 = option1, s.comparison = c;
                         s.tp1 = tp1, s.tp2 = tp2, s.value1 = 42.5;
-                        s.comparisonType = kind == 3 ? "" : b ? kTargetIndicator : kTargetValue;
+                        s.comparisonType = !HasTargetList(kind) ? ""
+                                           : b                  ? kTargetIndicator
+                                                                : kTargetValue;
                         if (b) {
                             s.indicator2 = *b;
                             const auto options = IndicatorOptions(*b);

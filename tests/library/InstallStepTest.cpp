@@ -57,7 +57,7 @@ TEST_F(InstallStepTest, BacksUpAndRewritesTheLibraryUnchanged) {
 }
 
 TEST_F(InstallStepTest, ALibraryWithoutFormulasIsNotRewritten) {
-    const std::string bytes = WriteLibrary(DefaultLibrary()) + "tail";
+    const std::string bytes = *WriteLibrary(DefaultLibrary()) + "tail";
     test::WriteBytes(library, bytes);
     EXPECT_EQ(Run(), 0);
     EXPECT_EQ(test::ReadBytes(library), bytes);

@@ -15,26 +15,30 @@ namespace {
 using test::Bytes;
 
 std::string ReadError(std::string_view bytes) {
-    try {
-        ReadLibrary(bytes);
-    } catch (const LibraryError& error) {
-        return error.what();
-    }
-    return "(read without error)";
+    const Result<Library> read = ReadLibrary(bytes);
+    return read ? "(read without error)" : read.problem().Message();
 }
 
 std::string WriteError(const Library& library) {
-    try {
-        WriteLibrary(library);
-    } catch (const LibraryError& error) {
-        return error.what();
-    }
-    return "(written without error)";
+    const Result<std::string> written = WriteLibrary(library);
+    return written ? "(written without error)" : written.problem().Message();
+}
+
+// The library of bytes that must read; the bytes of a library that must write.
+Library Read(std::string_view bytes) {
+    Result<Library> read = ReadLibrary(bytes);
+    EXPECT_TRUE(read) << read.problem().Message();
+    return read ? std::move(read).value() : Library{};
+}
+std::string Write(const Library& library) {
+    Result<std::string> written = WriteLibrary(library);
+    EXPECT_TRUE(written) << written.problem().Message();
+    return written ? std::move(written).value() : std::string();
 }
 
 TEST(LibraryFile, ReadsTheLayoutFieldByFieldAndWritesTheSameBytes) {
     const std::string bytes = test::SampleLibraryBytes();
-    const Library library = ReadLibrary(bytes);
+    const Library library = Read(bytes);
 
     ASSERT_EQ(library.folders.size(), 2u);
     EXPECT_EQ(library.folders[0], (LibraryFolder{"Buy Signals", 2}));
@@ -72,7 +76,7 @@ TEST(LibraryFile, ReadsTheLayoutFieldByFieldAndWritesTheSameBytes) {
     EXPECT_EQ(row.leftBrackets, 1);
     EXPECT_EQ(row.rightBrackets, 2);
 
-    EXPECT_EQ(WriteLibrary(library), bytes);
+    EXPECT_EQ(Write(library), bytes);
 }
 
 TEST(LibraryFile, EveryVariantTypeAndArrayShapeSurvivesARoundTrip) {
@@ -99,9 +103,9 @@ TEST(LibraryFile, EveryVariantTypeAndArrayShapeSurvivesARoundTrip) {
         formula.rows[0].storedValue = value;
         formula.rowsLowerBound = 0;
         library.formulas.push_back(formula);
-        const std::string bytes = WriteLibrary(library);
+        const std::string bytes = Write(library);
         EXPECT_NE(bytes.find(stored), std::string::npos) << stored.size();
-        EXPECT_EQ(ReadLibrary(bytes), library);
+        EXPECT_EQ(Read(bytes), library);
     }
 
     // No formulas, folders without formulas; an empty rows array has no dimensions; a
@@ -112,10 +116,10 @@ TEST(LibraryFile, EveryVariantTypeAndArrayShapeSurvivesARoundTrip) {
     shapes.formulas[1].rowsLowerBound = 1;
     shapes.formulas[2].rows.resize(2);
     shapes.formulas[2].rowsLowerBound = -3;
-    const std::string bytes = WriteLibrary(shapes);
-    EXPECT_EQ(ReadLibrary(bytes), shapes);
-    EXPECT_EQ(WriteLibrary(ReadLibrary(bytes)), bytes);
-    EXPECT_EQ(WriteLibrary(Library{}), Bytes().I32(0).I32(0).str());
+    const std::string bytes = Write(shapes);
+    EXPECT_EQ(Read(bytes), shapes);
+    EXPECT_EQ(Write(Read(bytes)), bytes);
+    EXPECT_EQ(Write(Library{}), Bytes().I32(0).I32(0).str());
 }
 
 TEST(LibraryFile, CatalogueIdsAreDecimalTextAndAcceptedAsNumbersToo) {
@@ -124,19 +128,19 @@ TEST(LibraryFile, CatalogueIdsAreDecimalTextAndAcceptedAsNumbersToo) {
     library.formulas[0].rows.resize(1);
     library.formulas[0].rowsLowerBound = 0;
     library.formulas[0].rows[0].indicator1Id = 39;
-    const std::string bytes = WriteLibrary(library);
+    const std::string bytes = Write(library);
     EXPECT_NE(bytes.find(Bytes().TextValue("39").str()), std::string::npos);
 
     // A file holding an id as a 16-bit number or as empty text reads the same.
     std::string numeric = bytes;
     const std::string text = Bytes().TextValue("39").str();
     numeric.replace(numeric.find(text), text.size(), Bytes().I16(2).I16(39).str());
-    EXPECT_EQ(ReadLibrary(numeric).formulas[0].rows[0].indicator1Id, 39);
+    EXPECT_EQ(Read(numeric).formulas[0].rows[0].indicator1Id, 39);
 }
 
 TEST(LibraryFile, BytesAfterTheLastFormulaAreIgnored) {
     const std::string bytes = test::SampleLibraryBytes();
-    EXPECT_EQ(ReadLibrary(bytes + "old tail"), ReadLibrary(bytes));
+    EXPECT_EQ(Read(bytes + "old tail"), Read(bytes));
 }
 
 TEST(LibraryFile, EveryTruncationIsReportedWithItsPlace) {
@@ -190,15 +194,15 @@ TEST(LibraryFile, DamagedCountsLengthsAndTypesAreRefusedBeforeAnythingIsSized) {
 }
 
 TEST(LibraryFile, TextTheFileCannotHoldIsRefusedNamingTheField) {
-    Library library = ReadLibrary(test::SampleLibraryBytes());
+    Library library = Read(test::SampleLibraryBytes());
     library.formulas[1].description = "up \u2191";
     EXPECT_EQ(WriteError(library), "formula 2 (\"Breakout\"), field \"description\": the character "
                                    "U+2191 has no Windows-1252 form (character 4); the library "
                                    "file holds Windows-1252 text only");
 
-    library = ReadLibrary(test::SampleLibraryBytes());
+    library = Read(test::SampleLibraryBytes());
     library.formulas[0].rows[0].rowText = std::string(65535, 'x');
-    EXPECT_NO_THROW(WriteLibrary(library));
+    EXPECT_EQ(WriteError(library), "(written without error)");
     library.formulas[0].rows[0].rowText += "\u00e9";
     EXPECT_EQ(WriteError(library),
               "formula 1 (\"Dip\"), row 1, field \"row text\": the text is 65536 bytes long; "
@@ -206,7 +210,7 @@ TEST(LibraryFile, TextTheFileCannotHoldIsRefusedNamingTheField) {
 }
 
 TEST(LibraryFile, DeletingAFormulaRenumbersTheOnesAfterIt) {
-    Library library = ReadLibrary(test::SampleLibraryBytes());
+    Library library = Read(test::SampleLibraryBytes());
     LibraryFormula extra = library.formulas[1];
     extra.name = "Third";
     EXPECT_EQ(library.StoreFormula(extra, "7", 0), 3);
@@ -236,26 +240,33 @@ TEST(LibraryFile, NewFolderIdsStayUniqueAfterADelete) {
 TEST(LibraryFile, SavingGoesThroughTheTemporaryFileAndADamagedFileIsNeverOverwritten) {
     test::TempFolder folder;
     const auto file = LibraryPath(folder / "Marlindex");
-    LibraryLoad load = LoadLibraryFile(file);
-    EXPECT_EQ(load.status, LibraryLoad::Status::Missing);
-    EXPECT_EQ(load.library, DefaultLibrary());
+    Result<LoadedLibrary> load = LoadLibraryFile(file);
+    ASSERT_TRUE(load);
+    EXPECT_FALSE(load->fromFile);
+    EXPECT_EQ(load->library, DefaultLibrary());
 
-    EXPECT_FALSE(SaveLibraryFile(file, load.library)) << "the program folder is created";
-    EXPECT_EQ(test::ReadBytes(file), WriteLibrary(DefaultLibrary()));
+    EXPECT_TRUE(SaveLibraryFile(file, load->library)) << "the program folder is created";
+    EXPECT_EQ(test::ReadBytes(file), Write(DefaultLibrary()));
     EXPECT_FALSE(std::filesystem::exists(folder / "Marlindex" / kLibraryTemporaryName));
 
     Library refused = DefaultLibrary();
     refused.folders[0].name = "\xF0\x9F\x93\x88";
-    const auto problem = SaveLibraryFile(file, refused);
-    ASSERT_TRUE(problem);
-    EXPECT_TRUE(problem->refused);
-    EXPECT_EQ(test::ReadBytes(file), WriteLibrary(DefaultLibrary()));
+    const Result<void> saved = SaveLibraryFile(file, refused);
+    ASSERT_FALSE(saved);
+    EXPECT_EQ(saved.problem().kind, ProblemKind::BadInput);
+    EXPECT_EQ(saved.problem().Message(),
+              file.string() + ", folder 1, field \"name\": the character "
+                              "U+1F4C8 has no Windows-1252 form (character 1); the library file "
+                              "holds Windows-1252 text only, so nothing was saved");
+    EXPECT_EQ(test::ReadBytes(file), Write(DefaultLibrary()));
 
     const std::string damaged = test::SampleLibraryBytes().substr(0, 120);
     test::WriteBytes(file, damaged);
     load = LoadLibraryFile(file);
-    EXPECT_EQ(load.status, LibraryLoad::Status::Damaged);
-    EXPECT_EQ(load.problem.rfind(file.string() + ": formula 1", 0), 0u) << load.problem;
+    ASSERT_FALSE(load);
+    EXPECT_EQ(load.problem().kind, ProblemKind::BadInput);
+    EXPECT_EQ(load.problem().Message().rfind(file.string() + ", formula 1", 0), 0u)
+        << load.problem().Message();
     EXPECT_EQ(test::ReadBytes(file), damaged);
 }
 
@@ -273,11 +284,12 @@ TEST(LibraryFile, FuzzFindingsReadOrAreRefused) {
         }
         ++count;
         const std::string bytes = test::ReadBytes(entry.path());
-        try {
-            const std::string written = WriteLibrary(ReadLibrary(bytes));
-            EXPECT_EQ(WriteLibrary(ReadLibrary(written)), written) << entry.path();
-        } catch (const LibraryError& error) {
-            EXPECT_NE(std::string(error.what()).find(" at byte "), std::string::npos);
+        const Result<Library> read = ReadLibrary(bytes);
+        if (read) {
+            const std::string written = Write(*read);
+            EXPECT_EQ(Write(Read(written)), written) << entry.path();
+        } else {
+            EXPECT_TRUE(read.problem().where.byte) << read.problem().Message();
         }
     }
     if (count == 0) {

@@ -64,7 +64,7 @@ protected:
             b.btnOK_Click();
         };
     }
-    Library OnDisk() const { return ReadLibrary(test::ReadBytes(LibraryPath(folder.path()))); }
+    Library OnDisk() const { return *ReadLibrary(test::ReadBytes(LibraryPath(folder.path()))); }
 
     test::TempFolder folder;
     MemoryHive hive;
@@ -132,7 +132,7 @@ TEST_F(MainWindowFilesTest, SavingAnOpenedFormulaUpdatesItsRecordInPlace) {
     // Once another program has removed the record, Save asks for a name again.
     Library changed = library;
     changed.DeleteFormula(1);
-    ASSERT_FALSE(SaveLibraryFile(LibraryPath(folder.path()), changed));
+    ASSERT_TRUE(SaveLibraryFile(LibraryPath(folder.path()), changed));
     files.mSave_Click();
     EXPECT_EQ(shown.back(), "SAVE|Save exploration as|&Save");
     EXPECT_EQ(OnDisk().formulas.size(), 1u);
@@ -162,13 +162,13 @@ TEST_F(MainWindowFilesTest, NewForgetsTheRecordSoSaveAsksForAName) {
 
 TEST_F(MainWindowFilesTest, CopyPutsTheConditionsInACommentAheadOfTheFormula) {
     BuildFormula();
-    EXPECT_EQ(files.CommentedFormulaText("05 Mar 2024"),
+    EXPECT_EQ(w.CommentedFormulaText("05 Mar 2024"),
               "/* Create date: 05 Mar 2024\r\n"
               "RSI of the current bar is less than 30 AND (MA (Short) Simple crosses above MA "
               "(Long) Simple on or after the previous 3 bars) */\r\n\r\n" +
                   w.txtForumlae.text);
     std::string clipboard;
-    files.mCopy_Click([&](const std::string& text) { clipboard = text; });
+    w.mCopy_Click([&](const std::string& text) { clipboard = text; });
     EXPECT_EQ(clipboard.rfind("/* Create date: ", 0), 0u);
 }
 

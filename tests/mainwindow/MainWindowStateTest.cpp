@@ -533,7 +533,6 @@ TEST(RunFile, FolderFollowsVersionAndProgramFolder) {
     EXPECT_EQ(RunFilePath("/opt/ab/Tools1234", "4.80.1"), "/opt/ab/Formulas/Unnamed.afl");
     EXPECT_THROW(RunFilePath("Marlindex", "5.0"), BrokerError);
     EXPECT_THROW(RunFilePath("/opt/ab/Marlindex", "beta"), BrokerError);
-
 }
 
 class RunTest : public MainWindowStateTest {

@@ -17,10 +17,9 @@ RegistryValue Text(std::string data) {
 }
 
 RegistryData Parse(std::string_view text) {
-    RegistryTextError error;
-    auto data = RegistryData::FromRegedit4(text, &error);
-    EXPECT_TRUE(data.has_value()) << error.Describe();
-    return data ? std::move(*data) : RegistryData{};
+    auto data = RegistryData::FromRegedit4(text);
+    EXPECT_TRUE(data.ok()) << data.problem().Message();
+    return data ? std::move(data).value() : RegistryData{};
 }
 
 TEST(RegistryData, KeyPathsAndValueNamesIgnoreCaseAndEmptySegments) {
@@ -181,10 +180,12 @@ TEST(RegistryData, ReportsDamageWithItsLineAndNeverSkipsIt) {
         {head + "\"x\"=\"a\0b\"\n"s, 4, "NUL"},
     };
     for (const auto& c : cases) {
-        RegistryTextError error;
-        EXPECT_FALSE(RegistryData::FromRegedit4(c.text, &error)) << c.text.substr(0, 80);
-        EXPECT_EQ(error.Describe().rfind("line " + std::to_string(c.line) + ": ", 0), 0u)
-            << error.Describe();
+        const auto parsed = RegistryData::FromRegedit4(c.text);
+        ASSERT_FALSE(parsed) << c.text.substr(0, 80);
+        const Problem& error = parsed.problem();
+        EXPECT_EQ(error.kind, ProblemKind::BadInput);
+        EXPECT_EQ(error.Message().rfind("line " + std::to_string(c.line) + ": ", 0), 0u)
+            << error.Message();
         EXPECT_NE(error.what.find(c.says), std::string::npos) << error.what;
         EXPECT_LT(error.what.size(), 200u); // quotes of the file are cut short
     }

@@ -1,6 +1,7 @@
-// The run options' persistence, the View menu switches and Run.
-#include "mainwindow/MainWindowState.h"
+// Running a formula: the run options' persistence, the View menu switches, Run, and Copy,
+// which hands the formula on as Run does, with its conditions in a comment.
 #include "library/FormulaComment.h"
+#include "mainwindow/MainWindowState.h"
 #include "startup/AtomicFile.h"
 #include "startup/Codepage.h"
 #include "startup/TextHelpers.h"
@@ -105,6 +106,15 @@ std::vector<std::string> MainWindowState::RowTexts() const {
     return texts;
 }
 
+std::string MainWindowState::CommentedFormulaText(std::string_view date) const {
+    return CommentedFormula(date, RowTexts(), txtForumlae.text);
+}
+
+void MainWindowState::mCopy_Click(
+    const std::function<void(const std::string&)>& setClipboard) const {
+    setClipboard(CommentedFormulaText(TodayForComment()));
+}
+
 RunOutcome MainWindowState::btnRun_Click(const RunServices& services) {
     RunOutcome outcome;
     const std::string text = txtForumlae.text;
@@ -114,8 +124,7 @@ RunOutcome MainWindowState::btnRun_Click(const RunServices& services) {
     try {
         Broker& broker = *services.broker;
         const std::string path = RunFilePath(services.programFolder, broker.Version());
-        const std::string content =
-            mICWC.checked ? CommentedFormula(services.today, RowTexts(), text) : text;
+        const std::string content = mICWC.checked ? CommentedFormulaText(services.today) : text;
         CodepageError codepage;
         const std::optional<std::string> bytes = Utf8ToCp1252(content, &codepage);
         if (!bytes) {

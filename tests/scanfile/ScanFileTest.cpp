@@ -1,4 +1,4 @@
-#include "formula/ScanFile.h"
+#include "scanfile/ScanFile.h"
 
 #include "settings/MemoryHive.h"
 
@@ -8,12 +8,15 @@ namespace marlindex {
 namespace {
 
 std::string ErrorOf(const std::string& json) {
-    try {
-        ParseScan(json);
-    } catch (const ScanError& error) {
-        return error.what();
-    }
-    return "(accepted)";
+    const Result<ParsedScan> parsed = ParseScan(json);
+    return parsed ? "(accepted)" : parsed.problem().Message();
+}
+
+// A scan file that must read.
+ParsedScan Parse(const std::string& json) {
+    Result<ParsedScan> parsed = ParseScan(json);
+    EXPECT_TRUE(parsed) << parsed.problem().Message();
+    return parsed ? std::move(parsed).value() : ParsedScan{};
 }
 
 std::string Rows(const std::string& rows) {
@@ -21,7 +24,7 @@ std::string Rows(const std::string& rows) {
 }
 
 TEST(ParseScan, FillsDefaultsAsTheEditorWould) {
-    const ParsedScan parsed = ParseScan(Rows(R"j(
+    const ParsedScan parsed = Parse(Rows(R"j(
         {"indicator1": "ma (short)", "comparison": "crosses above", "indicator2": 9},
         {"indicator1": 16, "comparison": 10, "joiner": "or"})j"));
     const Scan& scan = parsed.scan;
@@ -44,7 +47,7 @@ TEST(ParseScan, FillsDefaultsAsTheEditorWould) {
 }
 
 TEST(ParseScan, FilterKeepsCrLfLineBreaks) {
-    const Scan scan = ParseScan(R"j({"applyTo": "filter", "filter": "( a\n OR b\r\n)"})j").scan;
+    const Scan scan = Parse(R"j({"applyTo": "filter", "filter": "( a\n OR b\r\n)"})j").scan;
     EXPECT_EQ(scan.filter, "( a\r\n OR b\r\n)");
     EXPECT_EQ(scan.applyTo, kApplyToFilter);
 }
@@ -86,11 +89,9 @@ TEST(ParseScan, BadInputIsNamedByRowAndField) {
          "row 1, field \"target\": \"has equalled\" compares with a value only"},
         {Rows(R"j({"indicator1": "MACD", "comparison": 0, "target": "Value"})j"),
          "row 1, field \"target\": \"crosses above\" compares with an indicator only"},
-        {Rows(R"j({"indicator1": "RSI", "comparison": "is less than"})j"),
-         "row 1, field \"target\": is required"},
-        {Rows(R"j({"comparison": 3})j"), "row 1, field \"indicator1\": is required"},
-        {Rows(R"j({"indicator1": "RSI", "comparison": 3, "target": "Value", "bars2": 0})j"),
-         "row 1, field \"bars2\": must not be 0"},
+        {Rows(R"j({"comparison": 3})j"), "row 1, field \"comparison\": needs \"indicator1\""},
+        {Rows(R"j({"indicator1": "RSI", "target": "Value"})j"),
+         "row 1, field \"target\": needs \"comparison\""},
         {Rows(R"j({"indicator1": "RSI", "comparison": 3, "target": "Value",
                   "modify2": {"op": "Double", "amount": 1}})j"),
          "row 1, field \"modify2\".op: \"Double\" is not one of"},
@@ -108,21 +109,50 @@ TEST(ParseScan, BadInputIsNamedByRowAndField) {
     }
 }
 
-TEST(ParseScan, WarnsAboutConditionsWithoutASecondOperand) {
-    const ParsedScan parsed = ParseScan(Rows(
+// What the editor can hold is read, with a warning where the formula comes out odd, so that
+// every formula the library holds can be written as a scan file and generated again.
+TEST(ParseScan, ReadsOddConditionsTheEditorCanHoldWithAWarning) {
+    const ParsedScan parsed = Parse(Rows(
         R"j({"indicator1": "RSI", "comparison": 3, "target": "Indicator"},
-           {"indicator1": "RSI", "comparison": 3, "target": "Value", "indicator2": "RSI"})j"));
-    ASSERT_EQ(parsed.warnings.size(), 2u);
-    EXPECT_NE(parsed.warnings[0].find("row 1: the target is \"Indicator\" but no \"indicator2\""),
-              std::string::npos);
-    EXPECT_NE(parsed.warnings[1].find("row 2: \"indicator2\" is given while the target is"),
-              std::string::npos);
+           {"indicator1": "RSI", "comparison": 3, "target": "Value", "indicator2": "RSI"},
+           {"indicator1": "RSI", "comparison": "is equal to", "target": "Value", "bars2": 0,
+            "value": 30},
+           {"indicator1": "RSI", "comparison": "is less than", "value": 30},
+           {"indicator1": "MFI", "bars2": 1},
+           {"joiner": "OR", "value": 3})j"));
+    const std::string expected[] = {
+        "row 1: the target is \"Indicator\" but no \"indicator2\"",
+        "row 2: \"indicator2\" is given while the target is",
+        "row 3: \"bars2\" is 0 while the target is \"Value\"",
+        "row 4: no \"target\" is given for \"is less than\"",
+        "row 5: no \"comparison\" is given; the row is unfinished",
+        "row 6: no \"indicator1\" is given; the row is unfinished",
+    };
+    ASSERT_EQ(parsed.warnings.size(), std::size(expected));
+    for (std::size_t i = 0; i < std::size(expected); ++i) {
+        EXPECT_EQ(parsed.warnings[i].rfind(expected[i], 0), 0u) << parsed.warnings[i];
+    }
+    EXPECT_EQ(parsed.scan.rows[3].state.comparisonType, "") << "nothing chosen in the list";
+    EXPECT_FALSE(parsed.scan.rows[4].state.comparison);
+
+    // They generate what the editor shows for them: the value of "bars2" 0 vanishes, no
+    // target keeps the placeholder, and the unfinished row adds nothing.
+    MemoryHive hive;
+    const CProgramSettings settings = CProgramSettings::ForMarlindex(hive);
+    Scan scan = parsed.scan;
+    scan.analysis = AnalysisType::BuyScan;
+    scan.rows.erase(scan.rows.begin(), scan.rows.begin() + 2);
+    const GeneratedScan generated = GenerateScan(scan, settings);
+    EXPECT_EQ(generated.formula, "Buy = RSIa( Close, 14 ) == \r\n"
+                                 "AND RSIa( Close, 14 ) < Ref( Array2, -1 );");
+    EXPECT_EQ(generated.rowTexts[2], "AND MFI of the current bar");
+    EXPECT_EQ(generated.rowTexts[3], "OR ") << "as a pending row reads";
 }
 
 TEST(GenerateScan, WorkedExampleThroughTheScanFile) {
     MemoryHive hive;
     CProgramSettings settings = CProgramSettings::ForMarlindex(hive);
-    const Scan scan = ParseScan(R"j({"analysis": "buy", "rows": [
+    const Scan scan = Parse(R"j({"analysis": "buy", "rows": [
         {"indicator1": "RSI", "comparison": "is less than", "target": "Value", "value": 30},
         {"joiner": "AND", "open": 1, "close": 2, "indicator1": "MA (Short)", "bars1": 3,
          "comparison": "crosses above", "indicator2": "MA (Long)"},
@@ -152,7 +182,7 @@ TEST(GenerateScan, WorkedExampleThroughTheScanFile) {
 TEST(GenerateScan, NoRowsGiveNoFormula) {
     MemoryHive hive;
     CProgramSettings settings = CProgramSettings::ForMarlindex(hive);
-    const GeneratedScan generated = GenerateScan(ParseScan("{}").scan, settings);
+    const GeneratedScan generated = GenerateScan(Parse("{}").scan, settings);
     EXPECT_EQ(generated.formula, "");
     EXPECT_TRUE(generated.rowTexts.empty());
 }

@@ -1,4 +1,4 @@
-#include "library/LibraryScan.h"
+#include "scanfile/LibraryScan.h"
 
 namespace marlindex {
 
@@ -18,7 +18,7 @@ LibraryFormula FormulaFromScan(const Scan& scan, const GeneratedScan& generated)
     return formula;
 }
 
-std::string ExportScan(const LibraryFormula& formula) {
+Result<std::string> ExportScan(const LibraryFormula& formula) {
     Scan scan;
     scan.name = formula.name;
     scan.description = formula.description;
@@ -41,7 +41,10 @@ std::string ExportScan(const LibraryFormula& formula) {
         scan.rows.push_back(std::move(row));
     }
     std::string text = WriteScan(scan);
-    ParseScan(text); // throws for what the scan file cannot hold
+    // Refused here, import would refuse it too.
+    if (Result<ParsedScan> check = ParseScan(text); !check) {
+        return std::move(check.problem());
+    }
     return text;
 }
 

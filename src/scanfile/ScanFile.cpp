@@ -1,6 +1,7 @@
-#include "formula/ScanFile.h"
+#include "scanfile/ScanFile.h"
 
 #include "formula/Catalogues.h"
+#include "formula/ConditionEditor.h"
 #include "formula/Translation.h"
 #include "startup/TextHelpers.h"
 
@@ -15,17 +16,26 @@ namespace {
 
 using nlohmann::json;
 
+// How the checks stop at the first bad value; ParseScan turns it into a Problem. `where` is
+// the row and field ("row 2, field \"bars1\""), empty for the file as a whole.
+struct ScanError {
+    ScanError(std::string place, std::string message)
+        : where(std::move(place)), what(std::move(message)) {}
+    std::string where;
+    std::string what;
+};
+
 constexpr int kMaxBrackets = 32767;
 
 // Where a value sits in the file, for messages: "row 2, field \"bars1\"".
-struct Place {
+struct FieldPlace {
     std::string row; // "" at the top level, else "row N"
     std::string Field(std::string_view name) const {
         std::string text = row;
         if (!text.empty()) {
             text += ", ";
         }
-        return text + "field \"" + std::string(name) + "\"";
+        return text + "field " + QuoteExcerpt(name);
     }
 };
 
@@ -34,7 +44,7 @@ std::string Quoted(std::string_view text) {
 }
 
 void RejectUnknownFields(const json& object, std::initializer_list<std::string_view> known,
-                         const Place& place, std::string_view objectName = {}) {
+                         const FieldPlace& place, std::string_view objectName = {}) {
     for (const auto& [key, value] : object.items()) {
         if (std::find(known.begin(), known.end(), key) == known.end()) {
             std::string where =
@@ -63,7 +73,7 @@ std::string GetString(const json& value, const std::string& where) {
     return value.get<std::string>();
 }
 
-std::string StringOr(const json& object, std::string_view key, const Place& place,
+std::string StringOr(const json& object, std::string_view key, const FieldPlace& place,
                      std::string fallback) {
     const json* value = Find(object, key);
     return value ? GetString(*value, place.Field(key)) : std::move(fallback);
@@ -111,7 +121,7 @@ std::string GetChoice(const json& value, const std::string& where,
     for (const auto choice : choices) {
         list += (list.empty() ? "" : ", ") + Quoted(choice);
     }
-    throw ScanError(where, Quoted(text) + " is not one of " + list);
+    throw ScanError(where, QuoteExcerpt(text) + " is not one of " + list);
 }
 
 int GetIndicator(const json& value, const std::string& where) {
@@ -122,7 +132,7 @@ int GetIndicator(const json& value, const std::string& where) {
     if (const auto index = FindIndicatorByName(name)) {
         return *index;
     }
-    throw ScanError(where, "unknown indicator " + Quoted(name));
+    throw ScanError(where, "unknown indicator " + QuoteExcerpt(name));
 }
 
 int GetComparison(const json& value, const std::string& where) {
@@ -133,10 +143,10 @@ int GetComparison(const json& value, const std::string& where) {
     if (const auto index = FindComparisonByText(text)) {
         return *index;
     }
-    throw ScanError(where, "unknown comparison " + Quoted(text));
+    throw ScanError(where, "unknown comparison " + QuoteExcerpt(text));
 }
 
-std::string GetOption(const json* value, int indicator, const Place& place,
+std::string GetOption(const json* value, int indicator, const FieldPlace& place,
                       std::string_view field) {
     const std::vector<OptionEntry> options = IndicatorOptions(indicator);
     if (value == nullptr) {
@@ -157,7 +167,7 @@ std::string GetOption(const json* value, int indicator, const Place& place,
         }
         list += (list.empty() ? "" : ", ") + Quoted(option.text);
     }
-    throw ScanError(where, Quoted(text) + " is not an option of " +
+    throw ScanError(where, QuoteExcerpt(text) + " is not an option of " +
                                Indicator(indicator).displayName + " (" + list + ")");
 }
 
@@ -168,7 +178,8 @@ struct Modifier {
     std::string unit;
 };
 
-Modifier GetModifier(const json* value, const Place& place, std::string_view field, bool withUnit) {
+Modifier GetModifier(const json* value, const FieldPlace& place, std::string_view field,
+                     bool withUnit) {
     Modifier modifier;
     if (value == nullptr) {
         return modifier;
@@ -202,7 +213,7 @@ Modifier GetModifier(const json* value, const Place& place, std::string_view fie
 }
 
 ScanRow ParseRow(const json& row, std::size_t number, std::vector<std::string>& warnings) {
-    const Place place{"row " + std::to_string(number)};
+    const FieldPlace place{"row " + std::to_string(number)};
     if (!row.is_object()) {
         throw ScanError(place.row, "must be an object");
     }
@@ -225,13 +236,6 @@ ScanRow ParseRow(const json& row, std::size_t number, std::vector<std::string>& 
             static_cast<int>(GetWholeNumber(*close, place.Field("close"), 0, kMaxBrackets));
     }
 
-    const json* indicator1 = Find(row, "indicator1");
-    if (indicator1 == nullptr) {
-        throw ScanError(place.Field("indicator1"), "is required");
-    }
-    const int a = GetIndicator(*indicator1, place.Field("indicator1"));
-    s.indicator1 = a;
-    s.option1 = GetOption(Find(row, "option1"), a, place, "option1");
     constexpr std::int64_t kMaxBars = std::numeric_limits<std::int32_t>::max();
     if (const json* bars = Find(row, "bars1")) {
         s.tp1 = static_cast<std::int32_t>(GetWholeNumber(*bars, place.Field("bars1"), 0, kMaxBars));
@@ -240,11 +244,39 @@ ScanRow ParseRow(const json& row, std::size_t number, std::vector<std::string>& 
     s.modify1On = modify1.on;
     s.modify1Operation = modify1.operation;
     s.modify1 = modify1.amount;
-
-    const json* comparison = Find(row, "comparison");
-    if (comparison == nullptr) {
-        throw ScanError(place.Field("comparison"), "is required");
+    if (const json* bars = Find(row, "bars2")) {
+        s.tp2 = static_cast<std::int32_t>(GetWholeNumber(*bars, place.Field("bars2"), 0, kMaxBars));
     }
+    if (const json* value = Find(row, "value")) {
+        s.value1 = GetNumber(*value, place.Field("value"));
+    }
+
+    // What the editor can hold is read, also where it makes an odd formula (with a warning),
+    // so that every formula of the library can be exported and generated again. A row
+    // without an indicator or a comparison is one the user has not finished.
+    const json* indicator1 = Find(row, "indicator1");
+    const json* comparison = Find(row, "comparison");
+    if (indicator1 == nullptr || comparison == nullptr) {
+        // What depends on the missing choice cannot stand without it.
+        const std::string missing = indicator1 == nullptr ? "indicator1" : "comparison";
+        for (const char* field :
+             {"option1", "comparison", "target", "indicator2", "option2", "modify2"}) {
+            const bool dependent = indicator1 == nullptr || std::string_view(field) != "option1";
+            if (dependent && Find(row, field) != nullptr) {
+                throw ScanError(place.Field(field), "needs \"" + missing + "\"");
+            }
+        }
+        if (indicator1 != nullptr) {
+            s.indicator1 = GetIndicator(*indicator1, place.Field("indicator1"));
+            s.option1 = GetOption(Find(row, "option1"), *s.indicator1, place, "option1");
+        }
+        warnings.push_back(place.row + ": no \"" + missing +
+                           "\" is given; the row is unfinished and adds nothing to the formula");
+        return result;
+    }
+    const int a = GetIndicator(*indicator1, place.Field("indicator1"));
+    s.indicator1 = a;
+    s.option1 = GetOption(Find(row, "option1"), a, place, "option1");
     const int c = GetComparison(*comparison, place.Field("comparison"));
     const std::vector<int> offered = AvailableComparisons(a);
     if (std::find(offered.begin(), offered.end(), c) == offered.end()) {
@@ -254,25 +286,26 @@ ScanRow ParseRow(const json& row, std::size_t number, std::vector<std::string>& 
     }
     s.comparison = c;
 
-    const int kind = Comparison(c).kind;
+    const ComparisonEntry entry = Comparison(c);
     std::string target;
     if (const json* value = Find(row, "target")) {
         target = GetChoice(*value, place.Field("target"), {kTargetIndicator, kTargetValue});
         const bool allowed =
-            kind == 1 || (kind == 0 ? target == kTargetIndicator : target == kTargetValue);
+            target == kTargetIndicator ? TakesIndicator(entry.kind) : TakesValue(entry.kind);
         if (!allowed) {
-            throw ScanError(place.Field("target"),
-                            Quoted(Comparison(c).text) + " compares with " +
-                                (kind == 0 ? "an indicator only" : "a value only"));
+            throw ScanError(
+                place.Field("target"),
+                Quoted(entry.text) + " compares with " +
+                    (TakesIndicator(entry.kind) ? "an indicator only" : "a value only"));
         }
-    } else if (kind == 1) {
-        throw ScanError(place.Field("target"), "is required for " + Quoted(Comparison(c).text) +
-                                                   ": \"Indicator\" or \"Value\"");
+    } else if (TakesIndicator(entry.kind) && TakesValue(entry.kind)) {
+        warnings.push_back(place.row + ": no \"target\" is given for " + Quoted(entry.text) +
+                           "; the condition has no second operand");
     } else {
-        target = kind == 0 ? kTargetIndicator : kTargetValue;
+        target = TakesIndicator(entry.kind) ? kTargetIndicator : kTargetValue;
     }
     // The lowest/highest comparisons have no target list in the editor.
-    s.comparisonType = kind == 3 ? std::string() : target;
+    s.comparisonType = HasTargetList(entry.kind) ? target : std::string();
 
     if (const json* indicator2 = Find(row, "indicator2")) {
         const int b = GetIndicator(*indicator2, place.Field("indicator2"));
@@ -298,35 +331,28 @@ ScanRow ParseRow(const json& row, std::size_t number, std::vector<std::string>& 
                                            "is given; the condition has no second operand");
         }
     }
-    if (const json* bars = Find(row, "bars2")) {
-        s.tp2 = static_cast<std::int32_t>(GetWholeNumber(*bars, place.Field("bars2"), 0, kMaxBars));
-    }
     // With a second period of 0 the bar-by-bar forms put indicator 2 where the value would
-    // go, so the value would vanish from the condition; the editor offers no such choice.
-    if (s.tp2 == 0 && target == kTargetValue && kind == 1 && Comparison(c).templates.size() > 2) {
-        throw ScanError(place.Field("bars2"),
-                        "must not be 0 when the target is \"Value\": a value has no bars ago");
+    // go, so the value vanishes from the condition.
+    if (s.tp2 == 0 && target == kTargetValue && TakesBars2(entry.group)) {
+        warnings.push_back(place.row + ": \"bars2\" is 0 while the target is \"Value\"; a value "
+                                       "has no bars ago, and the condition loses it");
     }
     const Modifier modify2 = GetModifier(Find(row, "modify2"), place, "modify2", true);
     s.modify2On = modify2.on;
     s.modify2Operation = modify2.operation;
     s.modify2 = modify2.amount;
     s.modify2Unit = modify2.on ? modify2.unit : std::string();
-    if (const json* value = Find(row, "value")) {
-        s.value1 = GetNumber(*value, place.Field("value"));
-    }
     return result;
 }
 
-// Line and column of a byte offset, for JSON syntax errors.
-std::string LineAndColumn(std::string_view text, std::size_t offset) {
+// Where a byte offset lies, for JSON syntax errors: its line and column.
+marlindex::Place LineAndColumn(std::string_view text, std::size_t offset) {
     offset = std::min(offset, text.size());
     const std::string_view before = text.substr(0, offset);
-    const auto line = std::count(before.begin(), before.end(), '\n') + 1;
+    const auto line = static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n')) + 1;
     const std::size_t lineStart = before.rfind('\n');
     const std::size_t column = offset - (lineStart == std::string_view::npos ? 0 : lineStart + 1);
-    return "line " + std::to_string(line) + ", column " +
-           std::to_string(std::max<std::size_t>(column, 1));
+    return marlindex::Place::AtLine(line, std::max<std::size_t>(column, 1));
 }
 
 // The filter expression keeps CR LF line breaks, as the formula box holds it.
@@ -344,18 +370,18 @@ std::string WithCrLf(std::string_view text) {
 
 } // namespace
 
-ParsedScan ParseScan(std::string_view text) {
+Result<ParsedScan> ParseScan(std::string_view text) try {
     json document;
     try {
         document = json::parse(text.begin(), text.end());
     } catch (const json::parse_error& error) {
-        throw ScanError(LineAndColumn(text, error.byte == 0 ? 0 : error.byte - 1),
-                        "not valid JSON");
+        return Problem{ProblemKind::BadInput,
+                       LineAndColumn(text, error.byte == 0 ? 0 : error.byte - 1), "not valid JSON"};
     }
     if (!document.is_object()) {
         throw ScanError("", "a scan file must hold one JSON object");
     }
-    const Place top;
+    const FieldPlace top;
     RejectUnknownFields(
         document,
         {"name", "description", "analysis", "applyTo", "range", "rangeN", "filter", "rows"}, top);
@@ -399,6 +425,8 @@ ParsedScan ParseScan(std::string_view text) {
         }
     }
     return parsed;
+} catch (const ScanError& refused) {
+    return Problem{ProblemKind::BadInput, marlindex::Place::Within(refused.where), refused.what};
 }
 
 std::string WriteScan(const Scan& scan) {
@@ -469,26 +497,24 @@ std::string WriteScan(const Scan& scan) {
     return document.dump(2) + "\n";
 }
 
-GeneratedScan GenerateScan(const Scan& scan, CProgramSettings& settings) {
+GeneratedScan GenerateScan(const Scan& scan, const CProgramSettings& settings) {
+    // The rows are written one after another, as the editor writes them in add mode.
+    ConditionEditor editor(settings);
     GeneratedScan generated;
-    int gridCount = 0;
+    int rowCount = 0;
     for (const ScanRow& row : scan.rows) {
-        ++gridCount;
-        const bool first = gridCount == 1;
-        const ConditionTranslation translation = TranslateCondition(row.state, settings);
-        std::string rowText = RowDisplayText(row.joiner, first, row.openBrackets,
-                                             translation.description, row.closeBrackets);
+        const int target = rowCount++;
+        editor.Condition() = row.state;
+        editor.SetBrackets(target, row.openBrackets, row.closeBrackets);
+        const ConditionTranslation translation = editor.Translate();
+        std::string rowText = editor.RowText(target, row.joiner, translation);
         generated.rowTexts.push_back(rowText);
-        StoreCondition(generated.records, gridCount, false, 0, row.joiner, translation,
-                       std::move(rowText));
-        ConditionRecord& record = generated.records.back();
-        record.leftBrackets = static_cast<std::int16_t>(row.openBrackets);
-        record.rightBrackets = static_cast<std::int16_t>(row.closeBrackets);
+        editor.Store(rowCount, false, 0, row.joiner, translation, std::move(rowText));
     }
-    generated.conditionCode =
-        std::string(TrimBlanks(BuildConditionCode(generated.records, gridCount)));
-    generated.formula =
-        AssembleFormula(generated.conditionCode, scan.filter, scan.applyTo, scan.analysis);
+    editor.BuildCode(rowCount);
+    generated.formula = editor.Assemble(scan.filter, scan.applyTo, scan.analysis);
+    generated.conditionCode = editor.ConditionCode();
+    generated.records = editor.Records();
     return generated;
 }
 

@@ -2,8 +2,8 @@
 // window's formula, and a stored formula written out as a scan file again.
 #pragma once
 
-#include "formula/ScanFile.h"
 #include "library/LibraryFile.h"
+#include "scanfile/ScanFile.h"
 
 #include <string>
 
@@ -13,8 +13,8 @@ namespace marlindex {
 // rows with their code parts and row texts. The library fills number, folder and owner fields.
 LibraryFormula FormulaFromScan(const Scan& scan, const GeneratedScan& generated);
 
-// The scan file of a stored formula. Throws ScanError, naming the row and field, when a row
-// holds something a scan file cannot describe (so import would refuse what export wrote).
-std::string ExportScan(const LibraryFormula& formula);
+// The scan file of a stored formula. Bad input, naming the row and field, when a row holds
+// something a scan file cannot describe (so import would refuse what export wrote).
+Result<std::string> ExportScan(const LibraryFormula& formula);
 
 } // namespace marlindex

@@ -7,9 +7,9 @@
 #include "formula/ConditionRecord.h"
 #include "formula/EditorState.h"
 #include "settings/ProgramSettings.h"
+#include "startup/Problem.h"
 
 #include <cstdint>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -38,28 +38,16 @@ struct Scan {
     std::vector<ScanRow> rows;
 };
 
-// Bad input: `where` names the place ("row 2, field \"bars1\"", "line 3, column 7"), empty
-// for the file as a whole.
-class ScanError : public std::runtime_error {
-public:
-    ScanError(std::string where, const std::string& message)
-        : std::runtime_error(where.empty() ? message : where + ": " + message),
-          where_(std::move(where)) {}
-    const std::string& where() const { return where_; }
-
-private:
-    std::string where_;
-};
-
 struct ParsedScan {
     Scan scan;
     std::vector<std::string> warnings; // input that is allowed but probably not meant
 };
 
-// Reads and checks a scan file; throws ScanError for anything the editor could not produce:
-// unknown fields, wrong types, unknown indicators, comparisons or options, combinations the
-// catalogues do not offer, negative bar counts, bracket counts outside 0..32767.
-ParsedScan ParseScan(std::string_view json);
+// Reads and checks a scan file. Bad input, placed by line and column (JSON syntax) or by row
+// and field, for anything the editor could not produce: unknown fields, wrong types, unknown
+// indicators, comparisons or options, combinations the catalogues do not offer, negative bar
+// counts, bracket counts outside 0..32767.
+Result<ParsedScan> ParseScan(std::string_view json);
 
 // The scan file of `scan`, laid out for people to read (two-space indents, fields in the
 // order ParseScan documents). Indicators and comparisons are written by name. ParseScan reads
@@ -74,6 +62,6 @@ struct GeneratedScan {
 };
 
 // Writes the rows one after another as the editor does, then assembles the formula.
-GeneratedScan GenerateScan(const Scan& scan, CProgramSettings& settings);
+GeneratedScan GenerateScan(const Scan& scan, const CProgramSettings& settings);
 
 } // namespace marlindex

@@ -1,0 +1,63 @@
+#include "startup/Problem.h"
+
+#include "startup/Codepage.h"
+
+namespace marlindex {
+
+std::string Place::Describe() const {
+    std::string text = file;
+    const auto add = [&text](const std::string& part, const char* separator) {
+        if (!text.empty()) {
+            text += separator;
+        }
+        text += part;
+    };
+    if (line > 0) {
+        add("line " + std::to_string(line), ", ");
+    }
+    if (column > 0) {
+        add("column " + std::to_string(column), ", ");
+    }
+    if (!within.empty()) {
+        add(within, ", ");
+    }
+    if (byte) {
+        add("at byte " + std::to_string(*byte), within.empty() ? ", " : " ");
+    }
+    return text;
+}
+
+std::string Problem::Message() const {
+    const std::string place = where.Describe();
+    return place.empty() ? what : place + ": " + what;
+}
+
+std::string QuoteExcerpt(std::string_view text, std::size_t limit) {
+    const std::u32string characters = DecodeText(text);
+    std::string quoted = "\"";
+    std::size_t shown = 0;
+    for (const char32_t c : characters) {
+        if (shown == limit) {
+            quoted += "...";
+            break;
+        }
+        ++shown;
+        if (c == U'\r') {
+            quoted += "\\r";
+        } else if (c == U'\n') {
+            quoted += "\\n";
+        } else if (c == U'\t') {
+            quoted += "\\t";
+        } else if (c < 0x20 || c == 0x7F) {
+            static constexpr char kDigits[] = "0123456789ABCDEF";
+            quoted += "\\x";
+            quoted += kDigits[(c >> 4) & 0xF];
+            quoted += kDigits[c & 0xF];
+        } else {
+            quoted += EncodeUtf8(std::u32string_view(&c, 1));
+        }
+    }
+    return quoted + "\"";
+}
+
+} // namespace marlindex
