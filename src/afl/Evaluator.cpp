@@ -7,6 +7,8 @@
 namespace marlindex::afl {
 namespace {
 
+constexpr std::size_t kMaxTextLength = 65536;
+
 // A double as a whole number for the bit-wise operators; NaN, Null and values beyond 2^63
 // have none.
 bool ToInteger(double value, std::int64_t& out) {
@@ -179,8 +181,12 @@ Value Evaluator::RunKernel(Kernel kernel, int scratch, std::span<const Value> in
 
 void Evaluator::AddColumn(const Value& values, std::string_view title, double format) {
     const std::size_t index = state_.columnCount++;
+    // Both lists keep what earlier symbols left in them, to reuse the title's storage; the
+    // results hold exactly this symbol's columns once it is done.
     if (state_.columnValues.size() <= index) {
         state_.columnValues.resize(index + 1);
+    }
+    if (state_.results.columns.size() <= index) {
         state_.results.columns.resize(index + 1);
     }
     state_.columnValues[index] = values;
@@ -226,6 +232,11 @@ Value Evaluator::TextBinary(TokenKind op, const Value& a, const Value& b, Source
     const int order = a.text().compare(b.text());
     switch (op) {
     case TokenKind::Plus:
+        // A formula that doubles a text statement after statement must not take all memory.
+        if (a.text().size() + b.text().size() > kMaxTextLength) {
+            Fail(where,
+                 "the text would be longer than " + std::to_string(kMaxTextLength) + " characters");
+        }
         return Value::Text(KeepText(std::string(a.text()) + std::string(b.text())));
     case TokenKind::EqualEqual:
         return Value::Number(order == 0);

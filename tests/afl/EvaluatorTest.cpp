@@ -207,6 +207,14 @@ TEST(AflEvaluator, ResultsHoldWhatTheFormulaAssigned) {
     EXPECT_EQ(explored.columns[0].format, 1.2) << "the default format";
     EXPECT_EQ(explored.columns[1].values[2], 7);
     EXPECT_FALSE(explored.buy.has_value()) << "nothing is left over from the previous formula";
+
+    // Fewer columns, then more again: each run has its own.
+    EXPECT_EQ(Evaluate(Formula::Parse("AddColumn( 1, \"One\" );"), symbol.Data(), workspace)
+                  .columns.size(),
+              1u);
+    const Results& again = Evaluate(exploration, symbol.Data(), workspace);
+    ASSERT_EQ(again.columns.size(), 2u);
+    EXPECT_EQ(again.columns[1].title, "Seven");
 }
 
 TEST(AflEvaluator, WorkspaceServesSymbolsOfAnyLengthWithoutGrowing) {
