@@ -28,8 +28,12 @@ namespace marlindex::afl {
 namespace {
 
 // Deeper trees than this are refused: the evaluator walks them recursively, and no formula a
-// person writes or the program generates comes near.
+// person writes or the program generates comes near (a long chain of rows joined by OR is
+// as deep as it has rows).
 constexpr int kMaxDepth = 1000;
+// Brackets, signs and NOTs inside one another: each costs the parser a score of nested calls,
+// so these are bounded tighter, far beyond what anyone writes but well within a thread's stack.
+constexpr int kMaxNesting = 200;
 
 // Statements of full AFL that the built-in engine does not run; naming them beats a puzzling
 // "expected ';'".
@@ -216,6 +220,7 @@ private:
         while (token_.kind == TokenKind::LeftBracket) {
             const SourcePos open = token_.pos;
             Advance();
+            const NodeGuard guard(*this, open);
             const NodeId index = Assignment();
             Expect(TokenKind::RightBracket, "expected ']' to close the '[' at " + Place(open) +
                                                 ", found " + Describe(token_));
@@ -298,7 +303,7 @@ private:
     class NodeGuard {
     public:
         NodeGuard(Parser& parser, SourcePos pos) : parser_(parser) {
-            if (++parser_.nesting_ > kMaxDepth) {
+            if (++parser_.nesting_ > kMaxNesting) {
                 throw Error(pos, "the expression is nested too deeply");
             }
         }
