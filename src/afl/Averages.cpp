@@ -2,6 +2,7 @@
 // Bollinger bands built on it.
 #include "afl/Kernels.h"
 
+#include <array>
 #include <cmath>
 #include <limits>
 
@@ -144,6 +145,26 @@ void Band(const KernelArgs& a, double sign) {
     }
 }
 
+// EMAs of EMAs, all seeded with the first value (so defined from bar 0), mixed with the given
+// weights: 2 E1 - E2 is DEMA, 3 E1 - 3 E2 + E3 is TEMA.
+void ChainedFromFirst(const KernelArgs& a, const std::array<double, 3>& weights) {
+    const double* x = a.inputs[0];
+    const double k = EmaFactor(Whole(a.options[0]));
+    if (a.size == 0) {
+        return;
+    }
+    double e1 = x[0];
+    double e2 = x[0];
+    double e3 = x[0];
+    a.output[0] = x[0];
+    for (std::size_t i = 1; i < a.size; ++i) {
+        e1 += k * (x[i] - e1);
+        e2 += k * (e1 - e2);
+        e3 += k * (e2 - e3);
+        a.output[i] = weights[0] * e1 + weights[1] * e2 + weights[2] * e3;
+    }
+}
+
 } // namespace
 
 void EmaAfter(const double* x, std::size_t size, std::size_t lead, std::size_t period,
@@ -225,37 +246,10 @@ void Wma(const KernelArgs& a) {
 }
 
 void Dema(const KernelArgs& a) {
-    const double* x = a.inputs[0];
-    const double k = EmaFactor(Whole(a.options[0]));
-    if (a.size == 0) {
-        return;
-    }
-    double e1 = x[0];
-    double e2 = x[0];
-    a.output[0] = x[0];
-    for (std::size_t i = 1; i < a.size; ++i) {
-        e1 += k * (x[i] - e1);
-        e2 += k * (e1 - e2);
-        a.output[i] = 2 * e1 - e2;
-    }
+    ChainedFromFirst(a, {2, -1, 0});
 }
-
 void Tema(const KernelArgs& a) {
-    const double* x = a.inputs[0];
-    const double k = EmaFactor(Whole(a.options[0]));
-    if (a.size == 0) {
-        return;
-    }
-    double e1 = x[0];
-    double e2 = x[0];
-    double e3 = x[0];
-    a.output[0] = x[0];
-    for (std::size_t i = 1; i < a.size; ++i) {
-        e1 += k * (x[i] - e1);
-        e2 += k * (e1 - e2);
-        e3 += k * (e2 - e3);
-        a.output[i] = 3 * e1 - 3 * e2 + e3;
-    }
+    ChainedFromFirst(a, {3, -3, 1});
 }
 
 void Ama(const KernelArgs& a) {

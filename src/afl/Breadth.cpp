@@ -33,19 +33,6 @@ void EachBarsBreadth(const SymbolData& symbol, Use use, None none) {
     }
 }
 
-Value Shaped(Value result, std::size_t size) {
-    std::size_t lead = 0;
-    while (lead < size && IsNull(result.data()[lead])) {
-        ++lead;
-    }
-    bool gaps = false;
-    for (std::size_t i = lead; i < size && !gaps; ++i) {
-        gaps = IsNull(result.data()[i]);
-    }
-    result.SetShape(lead, gaps);
-    return result;
-}
-
 } // namespace
 
 namespace natives {
@@ -65,7 +52,8 @@ Value ADLine(Evaluator& ev, const CallSite&) {
             out[i] = total;
         },
         [&](std::size_t i) { out[i] = kNull; });
-    return Shaped(std::move(result), ev.size());
+    result.ShapeFromValues(ev.size());
+    return result;
 }
 
 Value Trin(Evaluator& ev, const CallSite&) {
@@ -77,7 +65,8 @@ Value Trin(Evaluator& ev, const CallSite&) {
             out[i] = (day.advancing / day.declining) / (day.advancingVolume / day.decliningVolume);
         },
         [&](std::size_t i) { out[i] = kNull; });
-    return Shaped(std::move(result), ev.size());
+    result.ShapeFromValues(ev.size());
+    return result;
 }
 
 } // namespace natives

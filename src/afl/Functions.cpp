@@ -31,27 +31,28 @@ Param Any(std::string_view name) {
     return {name, ParamKind::Any};
 }
 
-FunctionSpec Unit(std::string_view name, Family family, std::vector<Param> params,
-                  std::string_view implicit, Kernel kernel, Start start, int scratch = 0) {
+FunctionSpec Spec(std::string_view name, Family family, std::vector<Param> params, Start start) {
     FunctionSpec spec;
     spec.name = name;
     spec.family = family;
     spec.params = std::move(params);
+    spec.start = start;
+    return spec;
+}
+
+FunctionSpec Unit(std::string_view name, Family family, std::vector<Param> params,
+                  std::string_view implicit, Kernel kernel, Start start, int scratch = 0) {
+    FunctionSpec spec = Spec(name, family, std::move(params), start);
     spec.implicit = implicit;
     spec.kernel = kernel;
-    spec.start = start;
     spec.scratch = scratch;
     return spec;
 }
 
 FunctionSpec Own(std::string_view name, Family family, std::vector<Param> params, Native native,
                  Start start = nullptr) {
-    FunctionSpec spec;
-    spec.name = name;
-    spec.family = family;
-    spec.params = std::move(params);
+    FunctionSpec spec = Spec(name, family, std::move(params), start);
     spec.native = native;
-    spec.start = start;
     return spec;
 }
 

@@ -61,11 +61,7 @@ Value VariableWindow(Evaluator& ev, const Value& x, const Value& periods, Reduce
         }
         out[i] = null ? kNull : value;
     }
-    std::size_t lead = 0;
-    while (lead < size && IsNull(out[lead])) {
-        ++lead;
-    }
-    result.SetShape(lead, true);
+    result.ShapeFromValues(size);
     return result;
 }
 
@@ -95,19 +91,6 @@ void CheckNotText(const CallSite& call) {
             Evaluator::Fail(call.argWhere[k], std::string(call.name) + " cannot take a text");
         }
     }
-}
-
-// Sets an array's shape from its contents, for units that can leave a Null anywhere.
-void Shape(Value& value, std::size_t size) {
-    std::size_t lead = 0;
-    while (lead < size && IsNull(value.data()[lead])) {
-        ++lead;
-    }
-    bool gaps = false;
-    for (std::size_t i = lead; i < size && !gaps; ++i) {
-        gaps = IsNull(value.data()[i]);
-    }
-    value.SetShape(lead, gaps);
 }
 
 template <typename F> Value Pointwise(Evaluator& ev, const CallSite& call, F f) {
@@ -167,7 +150,7 @@ Value Ref(Evaluator& ev, const CallSite& call) {
                          ? kNull
                          : x.data()[static_cast<std::size_t>(j)];
         }
-        Shape(result, size);
+        result.ShapeFromValues(size);
         return result;
     }
     const double k = std::trunc(shift.number());
@@ -275,7 +258,7 @@ Value IIf(Evaluator& ev, const CallSite& call) {
         const double c = condition.data()[i];
         out[i] = IsNull(c) ? kNull : IsTrue(c) ? yes.data()[i] : no.data()[i];
     }
-    Shape(result, size);
+    result.ShapeFromValues(size);
     return result;
 }
 
@@ -357,7 +340,7 @@ Value Nz(Evaluator& ev, const CallSite& call) {
         out[i] = replace(x.data()[i]);
     }
     if (afl::IsNull(fallback)) {
-        Shape(result, ev.size());
+        result.ShapeFromValues(ev.size());
     }
     return result;
 }

@@ -136,6 +136,18 @@ public:
         lead_ = lead;
         gaps_ = gaps;
     }
+    // Sets the shape from the first `size` values, for units that can leave a Null anywhere.
+    void ShapeFromValues(std::size_t size) {
+        std::size_t lead = 0;
+        while (lead < size && IsNull(data_[lead])) {
+            ++lead;
+        }
+        bool gaps = false;
+        for (std::size_t i = lead; i < size && !gaps; ++i) {
+            gaps = IsNull(data_[i]);
+        }
+        SetShape(lead, gaps);
+    }
     // The buffer to write into, when this value is its only user (so an operator can put its
     // result where its operand was); null otherwise.
     double* Writable() const {

@@ -232,24 +232,23 @@ def CCIa(x, n=14):
     return after_lead(core, [x], len(x))
 
 
-def LLV(x, n):
+def extreme(x, n, pick):
+    """pick (min or max) of the n bars ending at each bar; NaN when the window holds one."""
     def core(x):
         out = []
         for i in range(len(x)):
             w = window(x, i, n) if i >= n - 1 else None
-            out.append(None if w is None else NAN if any(math.isnan(v) for v in w) else min(w))
+            out.append(None if w is None else NAN if any(math.isnan(v) for v in w) else pick(w))
         return out
     return after_lead(core, [x], len(x))
+
+
+def LLV(x, n):
+    return extreme(x, n, min)
 
 
 def HHV(x, n):
-    def core(x):
-        out = []
-        for i in range(len(x)):
-            w = window(x, i, n) if i >= n - 1 else None
-            out.append(None if w is None else NAN if any(math.isnan(v) for v in w) else max(w))
-        return out
-    return after_lead(core, [x], len(x))
+    return extreme(x, n, max)
 
 
 def StochK(s, p=14, k=3):
