@@ -339,29 +339,32 @@ Value Evaluator::EvalCall(const Node& node, const FunctionSpec& spec) {
     for (std::size_t k = 0; k < count; ++k) {
         if (k < node.args.size()) {
             args[k] = Eval(node.args[k]);
-            argWhere[k] = program_.tree.nodes[static_cast<std::size_t>(node.args[k])].pos;
+            argWhere[k] = node.argStarts[k];
         } else {
             args[k] = Value::Number(spec.params[k].fallback);
             argWhere[k] = node.pos;
         }
         const Param& param = spec.params[k];
         const Value& arg = args[k];
-        const std::string what = std::string(spec.name) + "'s '" + std::string(param.name) + "'";
+        const auto fail = [&](const std::string& problem) {
+            Fail(argWhere[k],
+                 std::string(spec.name) + "'s '" + std::string(param.name) + "' " + problem);
+        };
         switch (param.kind) {
         case ParamKind::Array:
             if (arg.IsText()) {
-                Fail(argWhere[k], what + " must be a number or an array, not a text");
+                fail("must be a number or an array, not a text");
             }
             break;
         case ParamKind::Period:
         case ParamKind::Number:
             if (!arg.IsNumber()) {
-                Fail(argWhere[k], what + " must be a single number, not " + KindName(arg));
+                fail("must be a single number, not " + KindName(arg));
             }
             break;
         case ParamKind::Text:
             if (!arg.IsText()) {
-                Fail(argWhere[k], what + " must be a text, not " + KindName(arg));
+                fail("must be a text, not " + KindName(arg));
             }
             break;
         case ParamKind::Any:

@@ -275,6 +275,7 @@ private:
         Advance(); // '('
         if (token_.kind != TokenKind::RightParen) {
             for (;;) {
+                node.argStarts.push_back(token_.pos);
                 node.args.push_back(Assignment());
                 if (!Accept(TokenKind::Comma)) {
                     break;

@@ -35,6 +35,7 @@ struct Node {
     NodeId left = kNoNode;
     NodeId right = kNoNode;
     std::vector<NodeId> args;
+    std::vector<SourcePos> argStarts; // where each argument begins, to blame it
 };
 
 struct SyntaxTree {

@@ -94,7 +94,7 @@ TEST(AflNull, TextComparesExactlyAndOnlyWithText) {
 
 TEST(AflEvaluator, KindsOfArgumentsAreCheckedWhereTheyStand) {
     const test::TestSymbol symbol = FromCloses({1, 2, 3});
-    EXPECT_EQ(test::RunError("x = MA( C,\n  C );", symbol),
+    EXPECT_EQ(test::RunError("x = MA( C,\n  C * 2 );", symbol),
               "line 2, column 3: MA's 'periods' must be a single number, not an array");
     EXPECT_EQ(test::RunError("x = RSIa( \"C\" );", symbol),
               "line 1, column 11: RSIa's 'array' must be a number or an array, not a text");
