@@ -15,6 +15,7 @@
 #include <map>
 #include <sstream>
 #include <stdexcept>
+#include <thread>
 
 namespace {
 
@@ -215,6 +216,35 @@ void FusedScan(benchmark::State& state, const Quotes& quotes) {
     Report(state, quotes, signals);
 }
 
+// Two threads, each with its own workspace, each taking every other symbol: what a parallel
+// analysis can expect from the two cores of the target machine (the analysis itself brings
+// its own scheduler).
+void EvaluatorScanTwoThreads(benchmark::State& state, const Quotes& quotes) {
+    if (quotes.bars.empty()) {
+        state.SkipWithError("no quotes: ../shared/data is absent (set MARLINDEX_DATA_DIR)");
+        return;
+    }
+    const afl::Formula formula = afl::Formula::Parse(kReferenceScan);
+    afl::Workspace workspaces[2];
+    std::size_t signals[2] = {};
+    const auto half = [&](std::size_t first) {
+        signals[first] = 0;
+        for (std::size_t s = first; s < quotes.bars.size(); s += 2) {
+            const afl::Results& results =
+                afl::Evaluate(formula, {quotes.infos[s], quotes.bars[s]}, workspaces[first]);
+            for (const double value : *results.buy) {
+                signals[first] += afl::IsSignal(value);
+            }
+        }
+    };
+    for (auto _ : state) {
+        std::thread other(half, 1);
+        half(0);
+        other.join();
+    }
+    Report(state, quotes, signals[0] + signals[1]);
+}
+
 void BM_ReferenceScanSynthetic(benchmark::State& state) {
     EvaluatorScan(state, SyntheticQuotes());
 }
@@ -232,6 +262,11 @@ BENCHMARK(BM_ReferenceScanSynthetic)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ReferenceScanSyntheticFusedPeer)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ReferenceScanRealData)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ReferenceScanRealDataFusedPeer)->Unit(benchmark::kMillisecond);
+
+void BM_ReferenceScanRealDataTwoThreads(benchmark::State& state) {
+    EvaluatorScanTwoThreads(state, Real());
+}
+BENCHMARK(BM_ReferenceScanRealDataTwoThreads)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 void BM_ParseReferenceScan(benchmark::State& state) {
     for (auto _ : state) {
