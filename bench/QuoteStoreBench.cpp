@@ -4,7 +4,6 @@
 // since the machine is shared: the sqlite3 shell's .import and pandas' read_csv for the
 // import, a table of one row per bar for the load.
 #include "quotes/QuoteImport.h"
-#include "quotes/QuoteProblem.h"
 #include "quotes/QuoteStore.h"
 #include "quotes/Sqlite.h"
 #include "support/SharedData.h"
@@ -168,7 +167,7 @@ void BM_LoadForAnalysis(benchmark::State& state) {
     }
     std::size_t bytes = 0;
     for (auto _ : state) {
-        const auto snapshot = QuoteStore::Open(*store).LoadForAnalysis();
+        const auto snapshot = QuoteStore::Open(*store)->LoadForAnalysis();
         bytes = SnapshotBytes(*snapshot);
         benchmark::DoNotOptimize(snapshot->series.data());
     }
@@ -231,13 +230,13 @@ void BM_LoadVsRowPerBarTable(benchmark::State& state) {
     }
     static const fs::path peerFile = *store / "row-per-bar.db";
     if (!fs::exists(peerFile)) {
-        WriteRowPerBarTable(peerFile, *QuoteStore::Open(*store).LoadForAnalysis());
+        WriteRowPerBarTable(peerFile, *QuoteStore::Open(*store)->LoadForAnalysis());
     }
     double ours = 0;
     double peer = 0;
     for (auto _ : state) {
         auto start = Clock::now();
-        const auto snapshot = QuoteStore::Open(*store).LoadForAnalysis();
+        const auto snapshot = QuoteStore::Open(*store)->LoadForAnalysis();
         const double seconds = SecondsSince(start);
         benchmark::DoNotOptimize(snapshot->series.data());
         state.SetIterationTime(seconds);

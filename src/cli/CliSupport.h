@@ -62,5 +62,8 @@ int Finish(std::ostream& out);
 // Says the problem on `err` in one line and returns the exit status for its kind: bad input
 // 2, a failure 1.
 int Report(const Problem& problem, std::ostream& err);
+// The same with the place as compilers write it (FILE:LINE:COLUMN: what), for the commands that
+// read quote files and formulas.
+int ReportAtLine(const Problem& problem, std::ostream& err);
 
 } // namespace marlindex
