@@ -18,15 +18,10 @@ TradeDate Day(const char* text) {
     return *ParseIsoDate(text);
 }
 
-ImportReport Import(const fs::path& folder, const ImportRequest& request) {
-    const ImportOutcome outcome = ImportQuotes(folder, request);
-    EXPECT_EQ(outcome.status, ImportOutcome::Status::Imported)
-        << (outcome.problem ? outcome.problem->Message() : "");
-    return outcome.report;
-}
+using test::TinyDatabase;
 
-ImportRequest TinyDatabase() {
-    return {test::QuoteFixture("tiny/symbols.csv"), {test::QuoteFixture("tiny/prices")}};
+ImportReport Import(const fs::path& folder, const ImportRequest& request) {
+    return test::ImportOrFail(folder, request);
 }
 
 class QuoteStoreTest : public ::testing::Test {
