@@ -19,6 +19,7 @@ int RunCli(const std::vector<std::string>& args, std::istream& in, std::ostream&
     AddPreferencesCommands(app, streams, commands);
     AddLibraryCommands(app, streams, commands);
     AddDatabaseCommands(app, streams, commands);
+    AddScanCommand(app, streams, commands);
 
     std::vector<const char*> argv{"marlindex-cli"};
     for (const std::string& arg : args) {

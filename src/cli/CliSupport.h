@@ -40,6 +40,7 @@ std::optional<std::string> ReadFilterExpression(const std::string& databaseFolde
 void AddPreferencesCommands(CLI::App& app, CliStreams streams, CliCommands& commands);
 void AddLibraryCommands(CLI::App& app, CliStreams streams, CliCommands& commands);
 void AddDatabaseCommands(CLI::App& app, CliStreams streams, CliCommands& commands);
+void AddScanCommand(CLI::App& app, CliStreams streams, CliCommands& commands);
 
 // A file named on the command line; "-" is standard input. Unreadable: says so on stderr.
 std::optional<std::string> ReadInput(const std::string& name, std::istream& in, std::ostream& err);
