@@ -1,5 +1,6 @@
 #include "settings/FileHive.h"
 
+#include "settings/RegeditText.h"
 #include "startup/AtomicFile.h"
 
 #include <cstdlib>
@@ -48,7 +49,10 @@ FileHive::FileHive(fs::path file, Access access) : file_(std::move(file)), acces
         return;
     }
     RegistryTextError error;
-    auto parsed = RegistryData::FromRegedit4(*bytes, &error);
+    std::optional<RegistryData> parsed;
+    if (const auto text = RegeditFileAsRegedit4(*bytes, &error)) {
+        parsed = RegistryData::FromRegedit4(*text, &error);
+    }
     if (parsed) {
         data_ = std::move(*parsed);
         return;
