@@ -21,6 +21,7 @@ int RunCli(const std::vector<std::string>& args, std::istream& in, std::ostream&
     AddFilterCommands(app, streams, commands);
     AddPreferencesCommands(app, streams, commands);
     AddLibraryCommands(app, streams, commands);
+    AddCustomToolsCommands(app, streams, commands);
 
     std::vector<const char*> argv{"marlindex-cli"};
     for (const std::string& arg : args) {
