@@ -20,30 +20,32 @@ function(marlindex_library name)
     marlindex_warnings(${name})
 endfunction()
 
-# marlindex_test(name SOURCES ... DEPENDS ... [FIXTURES ...]): one GoogleTest executable beside
+# marlindex_test(name SOURCES ... DEPENDS ... [FIXTURE name]): one GoogleTest executable beside
 # its library. In the Windows build every test runs under Wine (the crossing emulator) and
-# needs the fixture WinePrefix, the fresh prefix of this test run; FIXTURES names further
-# fixtures its tests need (a server registered in that prefix, say).
+# needs the fixture WinePrefix, the fresh prefix of this test run. FIXTURE names another one
+# fixture its tests need instead (a server registered in the prefix, say), whose setup test
+# itself requires WinePrefix, so the prefix is made first.
 function(marlindex_test name)
-    cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS;FIXTURES" ${ARGN})
+    cmake_parse_arguments(ARG "" "FIXTURE" "SOURCES;DEPENDS" ${ARGN})
     add_executable(${name} ${ARG_SOURCES})
     target_link_libraries(${name} PRIVATE ${ARG_DEPENDS} GTest::gtest GTest::gtest_main)
     target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")
     marlindex_warnings(${name})
-    set(fixtures ${ARG_FIXTURES})
-    if(MARLINDEX_UNDER_WINE)
-        list(PREPEND fixtures WinePrefix)
+    set(fixture ${ARG_FIXTURE})
+    if(NOT fixture AND MARLINDEX_UNDER_WINE)
+        set(fixture WinePrefix)
     endif()
     set(properties ENVIRONMENT "MARLINDEX_SOURCE_DIR=${PROJECT_SOURCE_DIR}")
-    if(fixtures)
-        list(APPEND properties FIXTURES_REQUIRED "${fixtures}")
+    if(fixture)
+        # One name only: gtest_discover_tests cannot pass a list in a property.
+        list(APPEND properties FIXTURES_REQUIRED ${fixture})
     endif()
     include(GoogleTest)
     # Under Wine the listing may be the first Windows program, which makes the prefix first.
     gtest_discover_tests(${name} DISCOVERY_TIMEOUT 120 PROPERTIES ${properties})
 endfunction()
 
-# marlindex_windows_test(name SOURCES ... DEPENDS ... [FIXTURES ...]): a test executable of the
+# marlindex_windows_test(name SOURCES ... DEPENDS ... [FIXTURE name]): a test executable of the
 # Windows build only, for what exists only there (the registry, Wine's own tools).
 function(marlindex_windows_test name)
     if(WIN32)

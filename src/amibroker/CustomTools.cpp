@@ -27,13 +27,7 @@ std::string Entry(int index, const char* word) {
 } // namespace
 
 CProgramSettings CustomToolsSettings(RegistryHive& hive) {
-    CProgramSettings tools(hive);
-    tools.SetRootKey(RegistryRoot::CurrentUser);
-    tools.SetMainBranch("SOFTWARE");
-    tools.SetRegBase("TJP");
-    tools.SetProgram("Broker");
-    tools.SetSection("Custom Tools");
-    return tools;
+    return CProgramSettings::ForUserKey(hive, "TJP", "Broker", "Custom Tools");
 }
 
 std::vector<CustomTool> ListCustomTools(const CProgramSettings& tools) {

@@ -38,10 +38,7 @@ public:
 
     // A settings object on HKEY_CURRENT_USER\SOFTWARE\MarlindexTests\<this test>\Settings.
     CProgramSettings Settings() {
-        CProgramSettings settings = CProgramSettings::ForMarlindex(hive());
-        settings.SetRegBase("MarlindexTests");
-        settings.SetProgram(program_);
-        return settings;
+        return CProgramSettings::ForUserKey(hive(), "MarlindexTests", program_, "Settings");
     }
     std::string Key() { return Settings().KeyPath(); }
 
