@@ -24,34 +24,15 @@ struct Quotes {
     std::size_t barCount = 0;
 };
 
-// Random walks with the reach of daily stocks: a few percent a day, volume around a million.
+// Random walks with the reach of daily stocks (BenchSupport.h).
 Quotes Synthetic(std::size_t symbols, std::size_t bars) {
     Quotes quotes;
-    std::uint64_t state = 42;
-    const auto next = [&state] {
-        state = state * 6364136223846793005ULL + 1442695040888963407ULL;
-        return static_cast<double>(state >> 11) / 9007199254740992.0;
-    };
     for (std::size_t s = 0; s < symbols; ++s) {
         SymbolInfo info;
         info.symbol = "S" + std::to_string(s);
-        BarSeries series;
-        double price = 20 + 100 * next();
-        for (std::size_t i = 0; i < bars; ++i) {
-            const double open = price;
-            // Now and then a run of falls, so that the scan has oversold bars to find.
-            price *= 1 + (next() - 0.5) * 0.04 - (i % 97 > 90 ? 0.03 : 0);
-            series.dates.push_back(static_cast<TradeDate>(15000 + i));
-            series.open.push_back(open);
-            series.high.push_back(std::max(open, price) * (1 + next() * 0.01));
-            series.low.push_back(std::min(open, price) * (1 - next() * 0.01));
-            series.close.push_back(price);
-            series.volume.push_back(std::floor(5e5 + 1e6 * next()));
-            series.openInt.push_back(0);
-        }
-        quotes.barCount += bars;
         quotes.infos.push_back(std::move(info));
-        quotes.bars.push_back(std::move(series));
+        quotes.bars.push_back(bench::RandomWalk(s, bars));
+        quotes.barCount += bars;
     }
     return quotes;
 }

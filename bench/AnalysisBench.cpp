@@ -13,7 +13,6 @@
 #include "analysis/AnalysisRun.h"
 
 #include <benchmark/benchmark.h>
-#include <cmath>
 #include <cstdio>
 #include <fstream>
 #include <optional>
@@ -184,7 +183,7 @@ BENCHMARK(BM_ColdScanProcess)->UseManualTime()->Unit(benchmark::kMillisecond)->I
 
 // A store of 5,000 synthetic symbols of 5,000 daily bars (about 20 years), written through the
 // store's writer, grown on demand so that the three sizes share one build.
-constexpr int kGrowthBars = 5000;
+constexpr std::size_t kGrowthBars = 5000;
 
 struct GrowingStore {
     WorkFolder work;
@@ -195,33 +194,6 @@ struct GrowingStore {
 GrowingStore& Growing() {
     static GrowingStore store;
     return store;
-}
-
-BarSeries SyntheticSeries(int seed) {
-    BarSeries bars;
-    std::uint64_t state = static_cast<std::uint64_t>(seed) + 1;
-    state *= 0x9E3779B97F4A7C15U;
-    const auto next = [&state] {
-        state = state * 6364136223846793005ULL + 1442695040888963407ULL;
-        return static_cast<double>(state >> 11) / 9007199254740992.0;
-    };
-    TradeDate date = *ParseIsoDate("2000-01-03");
-    double price = 20 + 100 * next();
-    for (int i = 0; i < kGrowthBars; ++i, ++date) {
-        while ((date + 3) % 7 >= 5) { // weekdays only: 1970-01-01 was a Thursday
-            ++date;
-        }
-        const double open = price;
-        price *= 1 + (next() - 0.5) * 0.04 - (i % 97 > 90 ? 0.03 : 0);
-        bars.dates.push_back(date);
-        bars.open.push_back(open);
-        bars.high.push_back(std::max(open, price) * (1 + next() * 0.01));
-        bars.low.push_back(std::min(open, price) * (1 - next() * 0.01));
-        bars.close.push_back(price);
-        bars.volume.push_back(std::floor(5e5 + 1e6 * next()));
-        bars.openInt.push_back(0);
-    }
-    return bars;
 }
 
 // Grows the store to `symbols` symbols in one transaction; the seconds it took.
@@ -236,7 +208,7 @@ double GrowTo(int symbols) {
     for (int s = store.symbols; s < symbols; ++s) {
         char name[16];
         std::snprintf(name, sizeof name, "Y%04d", s);
-        writer.MergeBars(name, SyntheticSeries(s));
+        writer.MergeBars(name, RandomWalk(static_cast<std::uint64_t>(s), kGrowthBars));
     }
     writer.Commit();
     const double seconds = SecondsSince(start);

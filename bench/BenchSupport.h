@@ -7,7 +7,10 @@
 #include "quotes/QuoteStore.h"
 #include "support/SharedData.h"
 
+#include <algorithm>
 #include <chrono>
+#include <cmath>
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <random>
@@ -133,6 +136,35 @@ inline ChildRun RunChild(const fs::path& program, const std::vector<std::string>
     (void)program, (void)args, (void)out, (void)err;
 #endif
     return run;
+}
+
+// A random walk with the reach of a daily stock, a few percent a day and volume around a
+// million, on weekdays from 2000-01-03; now and then a run of falls, so that the reference scan
+// has oversold bars to find. The same `seed` gives the same bars.
+inline BarSeries RandomWalk(std::uint64_t seed, std::size_t count) {
+    BarSeries bars;
+    std::uint64_t state = (seed + 1) * 0x9E3779B97F4A7C15U;
+    const auto next = [&state] {
+        state = state * 6364136223846793005ULL + 1442695040888963407ULL;
+        return static_cast<double>(state >> 11) / 9007199254740992.0;
+    };
+    TradeDate date = *ParseIsoDate("2000-01-03");
+    double price = 20 + 100 * next();
+    for (std::size_t i = 0; i < count; ++i, ++date) {
+        while ((date + 3) % 7 >= 5) { // weekdays only: 1970-01-01 was a Thursday
+            ++date;
+        }
+        const double open = price;
+        price *= 1 + (next() - 0.5) * 0.04 - (i % 97 > 90 ? 0.03 : 0);
+        bars.dates.push_back(date);
+        bars.open.push_back(open);
+        bars.high.push_back(std::max(open, price) * (1 + next() * 0.01));
+        bars.low.push_back(std::min(open, price) * (1 - next() * 0.01));
+        bars.close.push_back(price);
+        bars.volume.push_back(std::floor(5e5 + 1e6 * next()));
+        bars.openInt.push_back(0);
+    }
+    return bars;
 }
 
 // The benchmarks' one Python: Debian's, which has pandas (the PATH's may not).

@@ -29,17 +29,11 @@ std::optional<std::size_t> ReadRangeN(const Variant& value) {
     if (text == nullptr) {
         return std::nullopt;
     }
-    std::string_view digits = TrimBlanks(*text);
-    if (digits.starts_with('+')) {
-        digits.remove_prefix(1);
-    }
-    double read = 0;
-    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), read);
-    if (digits.empty() || error != std::errc() || end != digits.data() + digits.size() ||
-        !std::isfinite(read)) {
+    const std::optional<double> read = ReadTypedNumber(*text);
+    if (!read) {
         return std::nullopt;
     }
-    const double whole = std::nearbyint(read);
+    const double whole = std::nearbyint(*read);
     if (whole < 0 || whole > static_cast<double>(std::numeric_limits<std::int32_t>::max())) {
         return std::nullopt;
     }

@@ -121,6 +121,27 @@ TEST_F(LocalRunTest, ScansAndAppliesToTheCurrentSymbolOnceThereIsOne) {
     EXPECT_EQ(Message().substr(0, 46), "The scan gave 3 rows from 1 symbol and 3 bars.");
 }
 
+TEST_F(LocalRunTest, ACancelledRunKeepsTheRowsOfTheSymbolsDoneAndSaysSo) {
+    CloseAbove10();
+    w.optAllBars_Click();
+    std::vector<std::size_t> heard;
+    broker_.Local().SetRunControl({[&](std::size_t done, std::size_t total) {
+        heard.push_back(done);
+        EXPECT_EQ(total, 3u);
+        return done < 1; // the user cancels once AAA is done
+    }});
+    const RunOutcome outcome = Run();
+    EXPECT_TRUE(outcome.started);
+    EXPECT_EQ(heard, std::vector<std::size_t>{1}) << "no symbol starts after the cancel";
+    EXPECT_EQ(test::ReadBytes(Csv()), "Symbol,Date,Close,Open,High,Low,Volume\n"
+                                      "AAA,2024-01-03,11.00,10.00,11.50,9.50,200.00\n"
+                                      "AAA,2024-01-04,11.00,11.00,11.50,10.50,300.00\n"
+                                      "AAA,2024-01-08,12.00,10.00,12.50,10.00,500.00\n");
+    EXPECT_EQ(Message(), "The exploration gave 3 rows from 1 symbol and 5 bars; it was "
+                         "cancelled before the last symbol.\nThe rows are in\n" +
+                             Csv().string());
+}
+
 TEST_F(LocalRunTest, AFormulaThatDoesNotReadIsNamedByLineAndColumn) {
     w.txtForumlae.text = "Filter = Close >;\r\nAddColumn( Close, \"Close\" );";
     w.mICWC_Click(); // the formula alone, so its lines are the file's
