@@ -1,29 +1,22 @@
 // Evaluating a parsed formula over quotes in memory: the reference scan of the built-in
-// engine over 505 symbols x 1,259 bars, on one thread (a later step spreads symbols over the
-// cores). Beside it, in the same run, a hand-fused C++ loop that computes the same signals in
-// one pass per symbol: the peer the evaluator's cost is read against, as a ratio, since the
-// machine is shared and absolute times wander. The real-data case reads ../shared/data (or
-// MARLINDEX_DATA_DIR) when it is there.
+// engine over 505 symbols x 1,259 bars, the evaluator alone on one thread and on two
+// (AnalysisBench.cpp measures the whole analysis). Beside it, in the same run, a hand-fused C++
+// loop that computes the same signals in one pass per symbol: the peer the evaluator's cost is
+// read against, as a ratio, since the machine is shared and absolute times wander. The real-data
+// case imports ../shared/data (or MARLINDEX_DATA_DIR) when it is there.
+#include "BenchSupport.h"
 #include "afl/Formula.h"
 
 #include <algorithm>
 #include <benchmark/benchmark.h>
 #include <cmath>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <map>
-#include <sstream>
-#include <stdexcept>
 #include <thread>
 
 namespace {
 
 using namespace marlindex;
 
-constexpr const char* kReferenceScan =
-    "Buy = RSIa( Close, 14 ) < 30 AND BarsSince( Cross( MA( Close, 5 ), MA( Close, 50 ) ) ) "
-    "<= 3 AND Volume > MA( Volume, 15 );";
+using bench::kReferenceScan;
 
 struct Quotes {
     std::vector<SymbolInfo> infos;
@@ -31,88 +24,29 @@ struct Quotes {
     std::size_t barCount = 0;
 };
 
-// Random walks with the reach of daily stocks: a few percent a day, volume around a million.
+// Random walks with the reach of daily stocks (BenchSupport.h).
 Quotes Synthetic(std::size_t symbols, std::size_t bars) {
     Quotes quotes;
-    std::uint64_t state = 42;
-    const auto next = [&state] {
-        state = state * 6364136223846793005ULL + 1442695040888963407ULL;
-        return static_cast<double>(state >> 11) / 9007199254740992.0;
-    };
     for (std::size_t s = 0; s < symbols; ++s) {
         SymbolInfo info;
         info.symbol = "S" + std::to_string(s);
-        BarSeries series;
-        double price = 20 + 100 * next();
-        for (std::size_t i = 0; i < bars; ++i) {
-            const double open = price;
-            // Now and then a run of falls, so that the scan has oversold bars to find.
-            price *= 1 + (next() - 0.5) * 0.04 - (i % 97 > 90 ? 0.03 : 0);
-            series.dates.push_back(static_cast<TradeDate>(15000 + i));
-            series.open.push_back(open);
-            series.high.push_back(std::max(open, price) * (1 + next() * 0.01));
-            series.low.push_back(std::min(open, price) * (1 - next() * 0.01));
-            series.close.push_back(price);
-            series.volume.push_back(std::floor(5e5 + 1e6 * next()));
-            series.openInt.push_back(0);
-        }
-        quotes.barCount += bars;
         quotes.infos.push_back(std::move(info));
-        quotes.bars.push_back(std::move(series));
+        quotes.bars.push_back(bench::RandomWalk(s, bars));
+        quotes.barCount += bars;
     }
     return quotes;
 }
 
-std::filesystem::path DataFolder() {
-    if (const char* data = std::getenv("MARLINDEX_DATA_DIR")) {
-        return data;
-    }
-    return std::filesystem::path(MARLINDEX_DEFAULT_SOURCE_DIR) / ".." / "shared" / "data";
-}
-
-// The daily CSVs as they come (Date,Open,High,Low,Close,Volume). Just enough reading for a
-// benchmark: a field left empty takes the close, as the importer repairs it.
+// The shared data set as the quote store holds it after an import, copied so that the
+// evaluator reads the same arrays as a run would.
 Quotes RealQuotes() {
     Quotes quotes;
-    const std::filesystem::path folder = DataFolder() / "sp500_daily_2013-2018";
-    if (!std::filesystem::is_directory(folder)) {
-        return quotes;
-    }
-    std::map<std::string, std::filesystem::path> files;
-    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-        if (entry.path().extension() == ".csv") {
-            files.emplace(entry.path().stem().string(), entry.path());
+    if (const QuoteSnapshot* snapshot = bench::SharedSnapshot()) {
+        quotes.infos = snapshot->symbols;
+        quotes.bars = snapshot->series;
+        for (const BarSeries& bars : quotes.bars) {
+            quotes.barCount += bars.size();
         }
-    }
-    for (const auto& [symbol, path] : files) {
-        std::ifstream in(path);
-        std::string line;
-        std::getline(in, line);
-        BarSeries series;
-        while (std::getline(in, line)) {
-            std::vector<std::string> fields;
-            std::istringstream row(line);
-            for (std::string field; std::getline(row, field, ',');) {
-                fields.push_back(field);
-            }
-            fields.resize(6);
-            const double close = std::stod(fields[4]);
-            const auto number = [close](const std::string& text) {
-                return text.empty() ? close : std::stod(text);
-            };
-            series.dates.push_back(static_cast<TradeDate>(series.dates.size()));
-            series.open.push_back(number(fields[1]));
-            series.high.push_back(number(fields[2]));
-            series.low.push_back(number(fields[3]));
-            series.close.push_back(close);
-            series.volume.push_back(number(fields[5]));
-            series.openInt.push_back(0);
-        }
-        quotes.barCount += series.size();
-        SymbolInfo info;
-        info.symbol = symbol;
-        quotes.infos.push_back(std::move(info));
-        quotes.bars.push_back(std::move(series));
     }
     return quotes;
 }

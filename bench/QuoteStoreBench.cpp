@@ -3,11 +3,10 @@
 // enough that a cold scan ends within 250 ms. Each is measured beside a peer in the same run,
 // since the machine is shared: the sqlite3 shell's .import and pandas' read_csv for the
 // import, a table of one row per bar for the load.
+#include "BenchSupport.h"
 #include "quotes/QuoteImport.h"
-#include "quotes/QuoteProblem.h"
 #include "quotes/QuoteStore.h"
 #include "quotes/Sqlite.h"
-#include "support/SharedData.h"
 
 #include <benchmark/benchmark.h>
 #include <chrono>
@@ -17,44 +16,8 @@
 
 namespace {
 
-namespace fs = std::filesystem;
 using namespace marlindex;
-using Clock = std::chrono::steady_clock;
-
-double SecondsSince(Clock::time_point start) {
-    return std::chrono::duration<double>(Clock::now() - start).count();
-}
-
-// A folder of its own under the temporary folder, removed at the end.
-class WorkFolder {
-public:
-    WorkFolder() {
-        path_ = fs::temp_directory_path() /
-                ("marlindex-bench-" + std::to_string(std::random_device{}()));
-        fs::create_directories(path_);
-    }
-    ~WorkFolder() {
-        std::error_code ignored;
-        fs::remove_all(path_, ignored);
-    }
-    WorkFolder(const WorkFolder&) = delete;
-    WorkFolder& operator=(const WorkFolder&) = delete;
-    const fs::path& path() const { return path_; }
-
-private:
-    fs::path path_;
-};
-
-fs::path PricesFolder(const fs::path& data) {
-    return data / "sp500_daily_2013-2018";
-}
-
-ImportRequest WholeDataSet(const fs::path& data) {
-    ImportRequest request;
-    request.symbolsFile = data / "sp500_symbols_2018" / "symbols.csv";
-    request.paths = {PricesFolder(data)};
-    return request;
-}
+using namespace marlindex::bench;
 
 bool HasProgram(const char* program) {
     return std::system(("command -v " + std::string(program) + " >/dev/null 2>&1").c_str()) == 0;
@@ -85,8 +48,8 @@ double SqliteShellImport(const fs::path& data, const fs::path& work) {
 
 // pandas' read_csv of every price file, as timed by the script itself (pandas loaded); seconds.
 double PandasRead(const fs::path& data) {
-    const std::string command = "/usr/bin/python3 '" MARLINDEX_BENCH_DIR
-                                "/pandas_read_quotes.py' '" +
+    const std::string command = std::string(kPython) +
+                                " '" MARLINDEX_BENCH_DIR "/pandas_read_quotes.py' '" +
                                 PricesFolder(data).string() + "' 2>/dev/null";
     FILE* pipe = popen(command.c_str(), "r");
     if (pipe == nullptr) {
@@ -107,7 +70,7 @@ void BM_ImportWholeDataSet(benchmark::State& state) {
         return;
     }
     const bool shell = HasProgram("sqlite3");
-    const bool pandas = fs::exists("/usr/bin/python3");
+    const bool pandas = fs::exists(kPython);
     double ours = 0;
     double shellTotal = 0;
     double pandasTotal = 0;
@@ -138,20 +101,6 @@ void BM_ImportWholeDataSet(benchmark::State& state) {
 }
 BENCHMARK(BM_ImportWholeDataSet)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(3);
 
-// The whole data set imported once, for the load benchmarks.
-const fs::path* ImportedStore() {
-    static WorkFolder work;
-    static const std::optional<fs::path> folder = [&]() -> std::optional<fs::path> {
-        const auto data = test::SharedDataFolder();
-        if (!data || ImportQuotes(work.path(), WholeDataSet(*data)).status !=
-                         ImportOutcome::Status::Imported) {
-            return std::nullopt;
-        }
-        return work.path();
-    }();
-    return folder ? &*folder : nullptr;
-}
-
 std::size_t SnapshotBytes(const QuoteSnapshot& snapshot) {
     std::size_t bytes = 0;
     for (const BarSeries& bars : snapshot.series) {
@@ -168,7 +117,7 @@ void BM_LoadForAnalysis(benchmark::State& state) {
     }
     std::size_t bytes = 0;
     for (auto _ : state) {
-        const auto snapshot = QuoteStore::Open(*store).LoadForAnalysis();
+        const auto snapshot = QuoteStore::Open(*store)->LoadForAnalysis();
         bytes = SnapshotBytes(*snapshot);
         benchmark::DoNotOptimize(snapshot->series.data());
     }
@@ -231,13 +180,13 @@ void BM_LoadVsRowPerBarTable(benchmark::State& state) {
     }
     static const fs::path peerFile = *store / "row-per-bar.db";
     if (!fs::exists(peerFile)) {
-        WriteRowPerBarTable(peerFile, *QuoteStore::Open(*store).LoadForAnalysis());
+        WriteRowPerBarTable(peerFile, *QuoteStore::Open(*store)->LoadForAnalysis());
     }
     double ours = 0;
     double peer = 0;
     for (auto _ : state) {
         auto start = Clock::now();
-        const auto snapshot = QuoteStore::Open(*store).LoadForAnalysis();
+        const auto snapshot = QuoteStore::Open(*store)->LoadForAnalysis();
         const double seconds = SecondsSince(start);
         benchmark::DoNotOptimize(snapshot->series.data());
         state.SetIterationTime(seconds);

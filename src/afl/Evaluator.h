@@ -44,6 +44,7 @@ struct Program {
     int filter = -1; // the slots of Filter, Buy and Sell; -1 when never assigned
     int buy = -1;
     int sell = -1;
+    bool readsBreadth = false; // calls adline() or TRIN(), which need the database's breadth
 };
 
 struct WorkspaceState {

@@ -133,6 +133,7 @@ private:
             Visit(arg, false);
         }
         BindingAt(id) = {BindingKind::Function, static_cast<int>(entry - Functions().data())};
+        program_.readsBreadth = program_.readsBreadth || entry->family == Family::Breadth;
     }
 
     void BindAssign(NodeId id, const Node& node) {
@@ -165,6 +166,22 @@ private:
 
 Formula Formula::Parse(std::string_view text) {
     return Formula(std::make_shared<const Program>(Resolver(afl::Parse(text)).Resolve()));
+}
+
+bool Formula::AssignsFilter() const {
+    return program_->filter >= 0;
+}
+
+bool Formula::AssignsBuy() const {
+    return program_->buy >= 0;
+}
+
+bool Formula::AssignsSell() const {
+    return program_->sell >= 0;
+}
+
+bool Formula::ReadsBreadth() const {
+    return program_->readsBreadth;
 }
 
 Workspace::Workspace() : state_(std::make_unique<WorkspaceState>()) {}

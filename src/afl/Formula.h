@@ -36,6 +36,13 @@ public:
 
     const Program& program() const { return *program_; }
 
+    // What the analysis needs to know before it runs: which of Filter, Buy and Sell the
+    // formula assigns, and whether it reads the database's breadth (adline(), TRIN()).
+    bool AssignsFilter() const;
+    bool AssignsBuy() const;
+    bool AssignsSell() const;
+    bool ReadsBreadth() const;
+
 private:
     explicit Formula(std::shared_ptr<const Program> program) : program_(std::move(program)) {}
     std::shared_ptr<const Program> program_;

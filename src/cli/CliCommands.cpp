@@ -22,6 +22,7 @@ int RunCli(const std::vector<std::string>& args, std::istream& in, std::ostream&
     AddPreferencesCommands(app, streams, commands);
     AddLibraryCommands(app, streams, commands);
     AddDatabaseCommands(app, streams, commands);
+    AddScanCommand(app, streams, commands);
     AddCustomToolsCommands(app, streams, commands);
 
     std::vector<const char*> argv{"marlindex-cli"};

@@ -67,9 +67,22 @@ int Finish(std::ostream& out) {
     return out ? kExitOk : kExitFailure;
 }
 
+namespace {
+
+int StatusOf(const Problem& problem) {
+    return problem.kind == ProblemKind::BadInput ? kExitBadInput : kExitFailure;
+}
+
+} // namespace
+
 int Report(const Problem& problem, std::ostream& err) {
     err << problem.Message() << "\n";
-    return problem.kind == ProblemKind::BadInput ? kExitBadInput : kExitFailure;
+    return StatusOf(problem);
+}
+
+int ReportAtLine(const Problem& problem, std::ostream& err) {
+    err << problem.FileLineMessage() << "\n";
+    return StatusOf(problem);
 }
 
 } // namespace marlindex

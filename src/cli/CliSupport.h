@@ -40,6 +40,7 @@ std::optional<std::string> ReadFilterExpression(const std::string& databaseFolde
 void AddPreferencesCommands(CLI::App& app, CliStreams streams, CliCommands& commands);
 void AddLibraryCommands(CLI::App& app, CliStreams streams, CliCommands& commands);
 void AddDatabaseCommands(CLI::App& app, CliStreams streams, CliCommands& commands);
+void AddScanCommand(CLI::App& app, CliStreams streams, CliCommands& commands);
 void AddCustomToolsCommands(CLI::App& app, CliStreams streams, CliCommands& commands);
 
 // A file named on the command line; "-" is standard input. Unreadable: says so on stderr.
@@ -67,5 +68,8 @@ int Finish(std::ostream& out);
 // Says the problem on `err` in one line and returns the exit status for its kind: bad input
 // 2, a failure 1.
 int Report(const Problem& problem, std::ostream& err);
+// The same with the place as compilers write it (FILE:LINE:COLUMN: what), for the commands that
+// read quote files and formulas.
+int ReportAtLine(const Problem& problem, std::ostream& err);
 
 } // namespace marlindex

@@ -23,15 +23,6 @@ struct DatabaseOptions {
     std::string watchListName;
 };
 
-int StatusOf(const QuoteProblem& problem) {
-    return problem.kind == QuoteProblem::Kind::BadInput ? kExitBadInput : kExitFailure;
-}
-
-int Report(const QuoteError& error, std::ostream& err) {
-    err << error.problem().Message() << "\n";
-    return StatusOf(error.problem());
-}
-
 std::string Repairs(const BarRepairs& repairs) {
     return std::to_string(repairs.rows) +
            " (Open from Close: " + std::to_string(repairs.openFromClose) +
@@ -51,9 +42,12 @@ int Import(const DatabaseOptions& options, std::ostream& out, std::ostream& err)
     request.paths.assign(options.paths.begin(), options.paths.end());
     const ImportOutcome outcome = ImportQuotes(options.database, request);
     if (outcome.status != ImportOutcome::Status::Imported) {
-        err << (outcome.problem ? outcome.problem->Message() : "the import was cancelled")
-            << "\nNothing was imported.\n";
-        return outcome.problem ? StatusOf(*outcome.problem) : kExitFailure;
+        const int status = outcome.problem ? ReportAtLine(*outcome.problem, err) : kExitFailure;
+        if (!outcome.problem) {
+            err << "the import was cancelled\n";
+        }
+        err << "Nothing was imported.\n";
+        return status;
     }
 
     const ImportReport& report = outcome.report;
@@ -76,42 +70,44 @@ int Import(const DatabaseOptions& options, std::ostream& out, std::ostream& err)
     return Finish(out);
 }
 
+// Runs a command on the database folder's store; a store that cannot be opened, or that
+// fails while it is read, is reported on stderr.
+int WithStore(const DatabaseOptions& options, std::ostream& err,
+              const std::function<Result<void>(QuoteStore&)>& command) {
+    const Result<void> done = CatchProblem([&] {
+        QuoteStore store = ValueOrThrow(QuoteStore::Open(options.database));
+        ValueOrThrow(command(store));
+    });
+    return done ? kExitOk : ReportAtLine(done.problem(), err);
+}
+
+template <class T> Result<void> Done(const Result<T>& result) {
+    return result ? Result<void>() : Result<void>(result.problem());
+}
+
 int List(const DatabaseOptions& options, std::ostream& out, std::ostream& err) {
-    try {
-        const QuoteStore store = QuoteStore::Open(options.database);
+    const int status = WithStore(options, err, [&](QuoteStore& store) -> Result<void> {
         for (const SymbolSummary& symbol : store.List()) {
             out << symbol.symbol << "\t" << symbol.bars << "\t"
                 << (symbol.first ? FormatIsoDate(*symbol.first) : "") << "\t"
                 << (symbol.last ? FormatIsoDate(*symbol.last) : "") << "\n";
         }
-    } catch (const QuoteError& error) {
-        return Report(error, err);
-    }
-    return Finish(out);
+        return {};
+    });
+    return status == kExitOk ? Finish(out) : status;
 }
 
 int ChangeWatchList(const DatabaseOptions& options, bool add, std::ostream& err) {
-    try {
-        QuoteStore store = QuoteStore::Open(options.database);
-        if (add) {
-            store.AddToWatchList(options.watchList, options.symbols);
-        } else {
-            store.RemoveFromWatchList(options.watchList, options.symbols);
-        }
-    } catch (const QuoteError& error) {
-        return Report(error, err);
-    }
-    return kExitOk;
+    return WithStore(options, err, [&](QuoteStore& store) {
+        return Done(add ? store.AddToWatchList(options.watchList, options.symbols)
+                        : store.RemoveFromWatchList(options.watchList, options.symbols));
+    });
 }
 
 int NameWatchList(const DatabaseOptions& options, std::ostream& err) {
-    try {
-        QuoteStore store = QuoteStore::Open(options.database);
-        store.NameWatchList(options.watchList, options.watchListName);
-    } catch (const QuoteError& error) {
-        return Report(error, err);
-    }
-    return kExitOk;
+    return WithStore(options, err, [&](QuoteStore& store) {
+        return store.NameWatchList(options.watchList, options.watchListName);
+    });
 }
 
 } // namespace

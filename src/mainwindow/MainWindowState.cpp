@@ -76,17 +76,7 @@ double ReadNumber(std::string_view text) {
 // The range box accepts any number a user may type ("5", " -5 ", "2.5", "1e2"); anything
 // else is not a number.
 std::optional<double> ReadRange(std::string_view text) {
-    text = TrimBlanks(text);
-    if (!text.empty() && text.front() == '+') {
-        text.remove_prefix(1);
-    }
-    double value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (text.empty() || error != std::errc() || end != text.data() + text.size() ||
-        !std::isfinite(value)) {
-        return std::nullopt;
-    }
-    return value;
+    return ReadTypedNumber(text);
 }
 
 // The lists and their click events, in ComboId order.

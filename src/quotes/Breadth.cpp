@@ -1,6 +1,6 @@
 #include "quotes/Breadth.h"
 
-#include "quotes/QuoteProblem.h"
+#include "startup/Problem.h"
 
 #include <algorithm>
 
@@ -26,9 +26,9 @@ void BreadthBuilder::Add(int marketId, const BarSeries& bars) {
             ++date;
         }
         if (date == dates_.end() || *date != bars.dates[i]) {
-            throw QuoteError(QuoteProblem::Kind::Failure,
-                             "the quote store is damaged: the bar of " +
-                                 FormatIsoDate(bars.dates[i]) + " has no trading date");
+            throw ProblemError(ProblemKind::Failure, Place{},
+                               "the quote store is damaged: the bar of " +
+                                   FormatIsoDate(bars.dates[i]) + " has no trading date");
         }
         BreadthDay& day = days[static_cast<std::size_t>(date - dates_.begin())];
         // Without branches: rises and falls come in no predictable order.

@@ -16,7 +16,7 @@ public:
     explicit BreadthBuilder(std::vector<TradeDate> tradingDates);
 
     // Counts a symbol's bars in its market. Its first bar has no previous quote and counts as
-    // none of the three. Throws QuoteError when a date of `bars` is not a trading date.
+    // none of the three. Throws ProblemError when a date of `bars` is not a trading date.
     void Add(int marketId, const BarSeries& bars);
 
     // The breadth by market number (markets without symbols are empty). A date where no

@@ -1,6 +1,6 @@
 #include "quotes/QuoteCsv.h"
 
-#include "quotes/QuoteProblem.h"
+#include "startup/Problem.h"
 #include "startup/TextHelpers.h"
 
 #include <algorithm>
@@ -54,8 +54,9 @@ CsvReader::CsvReader(std::string_view text, std::string fileName)
 }
 
 void CsvReader::Fail(std::string what) const {
-    throw QuoteError(
-        QuoteProblem{QuoteProblem::Kind::BadInput, fileName_, recordLine_, std::move(what)});
+    throw ProblemError(ProblemKind::BadInput,
+                       Place::AtLine(fileName_, static_cast<std::size_t>(recordLine_)),
+                       std::move(what));
 }
 
 bool CsvReader::Next(std::vector<std::string>& fields) {
@@ -152,7 +153,7 @@ double ReadNumber(const CsvReader& reader, const std::string& field, std::string
     double value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (error != std::errc() || end != text.data() + text.size() || !std::isfinite(value)) {
-        reader.Fail(std::string(column) + " " + QuoteText(field) + " is not a number");
+        reader.Fail(std::string(column) + " " + QuoteExcerpt(field) + " is not a number");
     }
     return value;
 }
@@ -197,20 +198,17 @@ template <typename T> void ReverseColumn(std::vector<T>& column) {
     std::reverse(column.begin(), column.end());
 }
 
-} // namespace
-
-PriceFile ReadPriceFile(std::string_view text, const std::string& fileName) {
+PriceFile PriceFileOrThrow(std::string_view text, const std::string& fileName) {
     CsvReader reader(text, fileName);
     std::vector<std::string> fields;
     if (!reader.Next(fields)) {
-        throw QuoteError(
-            QuoteProblem{QuoteProblem::Kind::BadInput, fileName, 1,
-                         "the file is empty; it needs the header " + std::string(kPriceHeader)});
+        throw ProblemError(ProblemKind::BadInput, Place::AtLine(fileName, 1),
+                           "the file is empty; it needs the header " + std::string(kPriceHeader));
     }
     const std::span<const std::string_view> columns(kPriceColumns);
     if (!HeaderIs(fields, columns.first(6)) && !HeaderIs(fields, columns)) {
         reader.Fail("the header must be " + std::string(kPriceHeader) + ", not " +
-                    QuoteText(JoinFields(fields)));
+                    QuoteExcerpt(JoinFields(fields)));
     }
     const std::size_t columnCount = fields.size();
     const bool hasOpenInt = columnCount == kPriceColumns.size();
@@ -233,7 +231,7 @@ PriceFile ReadPriceFile(std::string_view text, const std::string& fileName) {
         }
         const auto date = ParseIsoDate(TrimBlanks(fields[0]));
         if (!date) {
-            reader.Fail("the date " + QuoteText(fields[0]) + " is not a date (YYYY-MM-DD)");
+            reader.Fail("the date " + QuoteExcerpt(fields[0]) + " is not a date (YYYY-MM-DD)");
         }
         double open = ReadNumber(reader, fields[1], "Open", true);
         double high = ReadNumber(reader, fields[2], "High", true);
@@ -281,8 +279,6 @@ PriceFile ReadPriceFile(std::string_view text, const std::string& fileName) {
     return file;
 }
 
-namespace {
-
 constexpr std::array<std::string_view, 5> kSymbolColumns{"Symbol", "Name", "Market", "Sector",
                                                          "Industry"};
 constexpr std::string_view kSymbolsHeader =
@@ -302,26 +298,23 @@ std::bitset<kWatchListCount> ReadWatchLists(const CsvReader& reader, std::string
             std::from_chars(piece.data(), piece.data() + piece.size(), number);
         if (error != std::errc() || stop != piece.data() + piece.size() ||
             number >= kWatchListCount) {
-            reader.Fail("the watch list " + QuoteText(piece) + " is not a number from 0 to 63");
+            reader.Fail("the watch list " + QuoteExcerpt(piece) + " is not a number from 0 to 63");
         }
         lists.set(number);
     }
     return lists;
 }
 
-} // namespace
-
-std::vector<SymbolRow> ReadSymbolsFile(std::string_view text, const std::string& fileName) {
+std::vector<SymbolRow> SymbolsFileOrThrow(std::string_view text, const std::string& fileName) {
     CsvReader reader(text, fileName);
     std::vector<std::string> fields;
     const auto badHeader = [&](const std::string& found) {
         reader.Fail("the header must be " + std::string(kSymbolsHeader) + ", not " +
-                    QuoteText(found));
+                    QuoteExcerpt(found));
     };
     if (!reader.Next(fields)) {
-        throw QuoteError(
-            QuoteProblem{QuoteProblem::Kind::BadInput, fileName, 1,
-                         "the file is empty; it needs the header " + std::string(kSymbolsHeader)});
+        throw ProblemError(ProblemKind::BadInput, Place::AtLine(fileName, 1),
+                           "the file is empty; it needs the header " + std::string(kSymbolsHeader));
     }
     if (fields.size() < kSymbolColumns.size() ||
         !HeaderIs(std::span<const std::string>(fields).first(kSymbolColumns.size()),
@@ -360,12 +353,12 @@ std::vector<SymbolRow> ReadSymbolsFile(std::string_view text, const std::string&
         }
         if (std::any_of(row.symbol.begin(), row.symbol.end(),
                         [](char c) { return static_cast<unsigned char>(c) < 0x20; })) {
-            reader.Fail("the symbol " + QuoteText(row.symbol) +
+            reader.Fail("the symbol " + QuoteExcerpt(row.symbol) +
                         " holds a control character (a TAB or a line break)");
         }
         const auto [first, added] = firstLine.emplace(row.symbol, row.line);
         if (!added) {
-            reader.Fail("the symbol " + QuoteText(row.symbol) + " is listed twice (line " +
+            reader.Fail("the symbol " + QuoteExcerpt(row.symbol) + " is listed twice (line " +
                         std::to_string(first->second) + " has it too)");
         }
         row.name = take(1);
@@ -382,6 +375,16 @@ std::vector<SymbolRow> ReadSymbolsFile(std::string_view text, const std::string&
         rows.push_back(std::move(row));
     }
     return rows;
+}
+
+} // namespace
+
+Result<PriceFile> ReadPriceFile(std::string_view text, const std::string& fileName) {
+    return CatchProblem([&] { return PriceFileOrThrow(text, fileName); });
+}
+
+Result<std::vector<SymbolRow>> ReadSymbolsFile(std::string_view text, const std::string& fileName) {
+    return CatchProblem([&] { return SymbolsFileOrThrow(text, fileName); });
 }
 
 } // namespace marlindex

@@ -1,11 +1,13 @@
 // The two text files an import reads: a symbol's daily bars (SYMBOL.csv, header
 // Date,Open,High,Low,Close,Volume[,OpenInt]) and the symbols file (Symbol,Name,Market,Sector,
 // Industry[,Group][,Watchlists]). Both are RFC 4180 CSV in UTF-8. Reading checks every row and
-// repairs bars exactly as AmiBroker's ASCII importer does; a row that cannot be read throws a
-// QuoteError naming the file and the line. No database here: these are plain functions on text.
+// repairs bars exactly as AmiBroker's ASCII importer does; the first row that cannot be read is
+// the Problem of the reading, naming the file and the line. No database here: these are plain
+// functions on text.
 #pragma once
 
 #include "quotes/QuoteData.h"
+#include "startup/Problem.h"
 
 #include <bitset>
 #include <cstddef>
@@ -24,12 +26,12 @@ public:
     CsvReader(std::string_view text, std::string fileName);
 
     // The next record into `fields` (reusing its strings); false at the end of the text.
-    // Throws QuoteError for a quote that never closes or text after a closing quote.
+    // Throws ProblemError for a quote that never closes or text after a closing quote.
     bool Next(std::vector<std::string>& fields);
     // The line the last record began on (1-based).
     int line() const { return recordLine_; }
     const std::string& fileName() const { return fileName_; }
-    // Throws the QuoteError (bad input) `what` for the last record's line.
+    // Throws the ProblemError (bad input) `what` for the last record's line.
     [[noreturn]] void Fail(std::string what) const;
 
 private:
@@ -70,7 +72,7 @@ inline constexpr std::size_t kMaxRepairNotes = 20;
 // zero Open, empty or low High and empty or zero Low are repaired, in that order and nothing
 // else: an empty Close or Volume, a text in a number field or a bad date stops the reading.
 // An empty OpenInt reads as 0 (no open interest).
-PriceFile ReadPriceFile(std::string_view text, const std::string& fileName);
+Result<PriceFile> ReadPriceFile(std::string_view text, const std::string& fileName);
 
 // One row of the symbols file. Surrounding blanks of every field are dropped.
 struct SymbolRow {
@@ -87,6 +89,6 @@ struct SymbolRow {
 // Reads the symbols file: its header names the columns (in any letter case), the first five
 // in this order, then Group and Watchlists when present, in this order. Watchlists holds
 // watch-list numbers 0 to 63 separated by ';'. A symbol listed twice cannot be read.
-std::vector<SymbolRow> ReadSymbolsFile(std::string_view text, const std::string& fileName);
+Result<std::vector<SymbolRow>> ReadSymbolsFile(std::string_view text, const std::string& fileName);
 
 } // namespace marlindex

@@ -13,8 +13,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
+[[noreturn]] void Stop(ProblemKind kind, const fs::path& path, std::string what) {
+    throw ProblemError(kind, Place::InFile(Utf8Path(path)), std::move(what));
+}
+
 [[noreturn]] void Refuse(const fs::path& path, std::string what) {
-    throw QuoteError(QuoteProblem::Kind::BadInput, path, std::move(what));
+    Stop(ProblemKind::BadInput, path, std::move(what));
 }
 
 // The size of a file an import may read; refuses anything else.
@@ -25,8 +29,7 @@ std::uintmax_t CheckedFileSize(const fs::path& file, const fs::file_status& stat
     std::error_code error;
     const std::uintmax_t bytes = fs::file_size(file, error);
     if (error) {
-        throw QuoteError(QuoteProblem::Kind::Failure, file,
-                         "cannot read the size: " + error.message());
+        Stop(ProblemKind::Failure, file, "cannot read the size: " + error.message());
     }
     if (bytes > kMaxImportFileBytes) {
         Refuse(file, "the file has " + std::to_string(bytes) +
@@ -40,7 +43,7 @@ std::string ReadCheckedFile(const fs::path& file, std::uintmax_t bytes) {
     std::string text(static_cast<std::size_t>(bytes), '\0');
     in.read(text.data(), static_cast<std::streamsize>(bytes));
     if (!in && !in.eof()) {
-        throw QuoteError(QuoteProblem::Kind::Failure, file, "cannot read the file");
+        Stop(ProblemKind::Failure, file, "cannot read the file");
     }
     // A file that shrank since it was listed is read as it now is.
     text.resize(static_cast<std::size_t>(in.gcount()));
@@ -58,8 +61,7 @@ fs::file_status StatusOf(const fs::path& path) {
         Refuse(path, "no such file or folder");
     }
     if (error) {
-        throw QuoteError(QuoteProblem::Kind::Failure, path,
-                         "cannot look at it: " + error.message());
+        Stop(ProblemKind::Failure, path, "cannot look at it: " + error.message());
     }
     return status;
 }
@@ -68,7 +70,9 @@ struct Cancelled {};
 
 } // namespace
 
-std::vector<PriceFileEntry> ListPriceFiles(const ImportRequest& request) {
+namespace {
+
+std::vector<PriceFileEntry> ListPriceFilesOrThrow(const ImportRequest& request) {
     std::vector<PriceFileEntry> entries;
     const auto add = [&entries](const fs::path& file, const fs::file_status& status) {
         const std::string name = Utf8Path(file.filename());
@@ -95,8 +99,7 @@ std::vector<PriceFileEntry> ListPriceFiles(const ImportRequest& request) {
             }
         }
         if (error) {
-            throw QuoteError(QuoteProblem::Kind::Failure, path,
-                             "cannot list the folder: " + error.message());
+            Stop(ProblemKind::Failure, path, "cannot list the folder: " + error.message());
         }
         std::sort(files.begin(), files.end());
         for (const fs::path& file : files) {
@@ -112,23 +115,21 @@ std::vector<PriceFileEntry> ListPriceFiles(const ImportRequest& request) {
     for (const PriceFileEntry& entry : entries) {
         const auto [first, added] = seen.emplace(entry.symbol, &entry);
         if (!added) {
-            Refuse(entry.file, "the symbol " + QuoteText(entry.symbol) + " comes twice; " +
+            Refuse(entry.file, "the symbol " + QuoteExcerpt(entry.symbol) + " comes twice; " +
                                    Utf8Path(first->second->file) + " holds it too");
         }
     }
     return entries;
 }
 
-namespace {
-
 void Import(const fs::path& databaseFolder, const ImportRequest& request,
             const ImportProgressFunction& progress, ImportReport& report) {
-    const std::vector<PriceFileEntry> entries = ListPriceFiles(request);
+    const std::vector<PriceFileEntry> entries = ListPriceFilesOrThrow(request);
     std::vector<SymbolRow> rows;
     if (request.symbolsFile) {
         const fs::path& file = *request.symbolsFile;
         const std::uintmax_t bytes = CheckedFileSize(file, StatusOf(file));
-        rows = ReadSymbolsFile(ReadCheckedFile(file, bytes), Utf8Path(file));
+        rows = ValueOrThrow(ReadSymbolsFile(ReadCheckedFile(file, bytes), Utf8Path(file)));
     }
     ImportProgress done;
     done.filesTotal = entries.size();
@@ -142,28 +143,28 @@ void Import(const fs::path& databaseFolder, const ImportRequest& request,
     std::error_code made;
     fs::create_directories(databaseFolder, made); // a new database
     if (made) {
-        throw QuoteError(QuoteProblem::Kind::Failure, databaseFolder,
-                         "cannot make the database folder: " + made.message());
+        Stop(ProblemKind::Failure, databaseFolder,
+             "cannot make the database folder: " + made.message());
     }
-    QuoteStore store = QuoteStore::OpenOrCreate(databaseFolder);
+    QuoteStore store = ValueOrThrow(QuoteStore::OpenOrCreate(databaseFolder));
     QuoteStore::Writer writer = store.BeginChanges();
     for (const SymbolRow& row : rows) {
         try {
             report.newSymbols += writer.SetSymbol(row) ? 1U : 0U;
-        } catch (const QuoteError& error) {
-            QuoteProblem problem = error.problem();
-            if (problem.file.empty()) {
-                problem.file = Utf8Path(*request.symbolsFile);
-                problem.line = row.line;
+        } catch (const ProblemError& error) {
+            Problem problem = error.problem();
+            if (problem.where.file.empty()) {
+                problem.where = Place::AtLine(Utf8Path(*request.symbolsFile),
+                                              static_cast<std::size_t>(row.line));
             }
-            throw QuoteError(std::move(problem));
+            throw ProblemError(std::move(problem));
         }
     }
     report.symbolRows = rows.size();
 
     for (const PriceFileEntry& entry : entries) {
-        const PriceFile prices =
-            ReadPriceFile(ReadCheckedFile(entry.file, entry.bytes), Utf8Path(entry.file));
+        const PriceFile prices = ValueOrThrow(
+            ReadPriceFile(ReadCheckedFile(entry.file, entry.bytes), Utf8Path(entry.file)));
         const QuoteStore::Writer::Merge merge = writer.MergeBars(entry.symbol, prices.bars);
         ++report.files;
         report.newSymbols += merge.newSymbol ? 1U : 0U;
@@ -193,6 +194,10 @@ void Import(const fs::path& databaseFolder, const ImportRequest& request,
 
 } // namespace
 
+Result<std::vector<PriceFileEntry>> ListPriceFiles(const ImportRequest& request) {
+    return CatchProblem([&] { return ListPriceFilesOrThrow(request); });
+}
+
 ImportOutcome ImportQuotes(const fs::path& databaseFolder, const ImportRequest& request,
                            const ImportProgressFunction& progress) {
     const fs::path storeFile = QuoteStore::FileIn(databaseFolder);
@@ -215,15 +220,15 @@ ImportOutcome ImportQuotes(const fs::path& databaseFolder, const ImportRequest& 
         return outcome;
     } catch (const Cancelled&) {
         outcome.status = ImportOutcome::Status::Cancelled;
-    } catch (const QuoteError& error) {
+    } catch (const ProblemError& error) {
         outcome.problem = error.problem();
-        outcome.status = error.problem().kind == QuoteProblem::Kind::BadInput
+        outcome.status = error.problem().kind == ProblemKind::BadInput
                              ? ImportOutcome::Status::Refused
                              : ImportOutcome::Status::Failed;
     } catch (const std::exception& error) {
         // Out of memory, a file-system error: the store is rolled back all the same.
-        outcome.problem = QuoteProblem{QuoteProblem::Kind::Failure, Utf8Path(storeFile), 0,
-                                       std::string("the import failed: ") + error.what()};
+        outcome.problem = Problem{ProblemKind::Failure, Place::InFile(Utf8Path(storeFile)),
+                                  std::string("the import failed: ") + error.what()};
         outcome.status = ImportOutcome::Status::Failed;
     }
     outcome.report = {};

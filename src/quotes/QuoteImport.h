@@ -6,7 +6,7 @@
 #pragma once
 
 #include "quotes/QuoteCsv.h"
-#include "quotes/QuoteProblem.h"
+#include "startup/Problem.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -36,9 +36,9 @@ struct PriceFileEntry {
 };
 
 // The price files of the request's paths: a folder's in name order, each checked to be a
-// regular file of sensible size. Throws QuoteError (bad input) for a missing path, a device,
-// an oversized file, a file not named *.csv or a symbol that comes twice.
-std::vector<PriceFileEntry> ListPriceFiles(const ImportRequest& request);
+// regular file of sensible size. Bad input: a missing path, a device, an oversized file, a file
+// not named *.csv or a symbol that comes twice.
+Result<std::vector<PriceFileEntry>> ListPriceFiles(const ImportRequest& request);
 
 struct ImportReport {
     std::size_t files = 0;      // price files read
@@ -65,8 +65,8 @@ using ImportProgressFunction = std::function<bool(const ImportProgress&)>;
 struct ImportOutcome {
     enum class Status { Imported, Refused, Failed, Cancelled };
     Status status = Status::Failed;
-    ImportReport report;                 // what the import did (Imported only)
-    std::optional<QuoteProblem> problem; // what stopped it (Refused: the input, Failed: other)
+    ImportReport report;            // what the import did (Imported only)
+    std::optional<Problem> problem; // what stopped it (Refused: the input, Failed: other)
 };
 
 ImportOutcome ImportQuotes(const std::filesystem::path& databaseFolder,

@@ -1,7 +1,6 @@
 #include "quotes/QuoteStore.h"
 
 #include "quotes/Breadth.h"
-#include "quotes/QuoteProblem.h"
 #include "quotes/Sqlite.h"
 
 #include <algorithm>
@@ -77,8 +76,12 @@ constexpr std::array<int, kCategoryKindCount> kCategoryLimits{256, 256, 64, 256}
 
 using CategoryTables = std::array<std::vector<std::string>, kCategoryKindCount>;
 
+[[noreturn]] void Throw(ProblemKind kind, const fs::path& file, std::string what) {
+    throw ProblemError(kind, Place::InFile(Utf8Path(file)), std::move(what));
+}
+
 [[noreturn]] void Damaged(const Connection& db, const std::string& what) {
-    throw QuoteError(QuoteProblem::Kind::Failure, db.file(), "the quote store is damaged: " + what);
+    Throw(ProblemKind::Failure, db.file(), "the quote store is damaged: " + what);
 }
 
 // Checks that the file is a quote store of a layout this program reads; false when the file
@@ -91,15 +94,14 @@ bool CheckLayout(Connection& db) {
         return false;
     }
     if (application != kApplicationId) {
-        throw QuoteError(QuoteProblem::Kind::Failure, db.file(),
-                         "the file is an SQLite database of another program, not a "
-                         "Marlindex quote store");
+        Throw(ProblemKind::Failure, db.file(),
+              "the file is an SQLite database of another program, not a Marlindex quote store");
     }
     if (version > kLayoutVersion) {
-        throw QuoteError(QuoteProblem::Kind::Failure, db.file(),
-                         "the quote store was written by a newer Marlindex (layout " +
-                             std::to_string(version) + "); this one reads layout " +
-                             std::to_string(kLayoutVersion));
+        Throw(ProblemKind::Failure, db.file(),
+              "the quote store was written by a newer Marlindex (layout " +
+                  std::to_string(version) + "); this one reads layout " +
+                  std::to_string(kLayoutVersion));
     }
     return true;
 }
@@ -219,8 +221,9 @@ void AppendBar(BarSeries& to, const BarSeries& from, std::size_t i) {
 
 std::size_t CheckedWatchList(int number) {
     if (number < 0 || number >= static_cast<int>(kWatchListCount)) {
-        throw QuoteError(QuoteProblem::Kind::BadInput, "the watch list " + std::to_string(number) +
-                                                           " is not a number from 0 to 63");
+        throw ProblemError(ProblemKind::BadInput, Place{},
+                           "the watch list " + std::to_string(number) +
+                               " is not a number from 0 to 63");
     }
     return static_cast<std::size_t>(number);
 }
@@ -259,25 +262,31 @@ fs::path QuoteStore::FileIn(const fs::path& databaseFolder) {
     return databaseFolder / kQuoteStoreFileName;
 }
 
-QuoteStore QuoteStore::Open(const fs::path& databaseFolder) {
-    const fs::path file = FileIn(databaseFolder);
-    std::error_code ignored;
-    if (!fs::exists(file, ignored)) {
-        throw QuoteError(QuoteProblem::Kind::BadInput, databaseFolder,
-                         "no quote store (" + std::string(kQuoteStoreFileName) +
-                             ") in this folder; import quotes first");
-    }
-    // Read-write even for reading: after a crash, the first connection must be able to roll the
-    // journal back. SQLite falls back to reading only when the file cannot be written.
-    auto impl = std::make_unique<Impl>(file, Connection::Mode::ReadWrite);
-    if (!CheckLayout(impl->db)) {
-        throw QuoteError(QuoteProblem::Kind::BadInput, file,
-                         "the quote store is empty; import quotes first");
-    }
-    return QuoteStore(std::move(impl));
+Result<QuoteStore> QuoteStore::Open(const fs::path& databaseFolder) {
+    return CatchProblem([&] {
+        const fs::path file = FileIn(databaseFolder);
+        std::error_code ignored;
+        if (!fs::exists(file, ignored)) {
+            Throw(ProblemKind::BadInput, databaseFolder,
+                  "no quote store (" + std::string(kQuoteStoreFileName) +
+                      ") in this folder; import quotes first");
+        }
+        // Read-write even for reading: after a crash, the first connection must be able to
+        // roll the journal back. SQLite falls back to reading only when the file cannot be
+        // written.
+        auto impl = std::make_unique<Impl>(file, Connection::Mode::ReadWrite);
+        if (!CheckLayout(impl->db)) {
+            Throw(ProblemKind::BadInput, file, "the quote store is empty; import quotes first");
+        }
+        return QuoteStore(std::move(impl));
+    });
 }
 
-QuoteStore QuoteStore::OpenOrCreate(const fs::path& databaseFolder) {
+Result<QuoteStore> QuoteStore::OpenOrCreate(const fs::path& databaseFolder) {
+    return CatchProblem([&] { return Create(databaseFolder); });
+}
+
+QuoteStore QuoteStore::Create(const fs::path& databaseFolder) {
     auto impl = std::make_unique<Impl>(FileIn(databaseFolder), Connection::Mode::Create);
     Connection& db = impl->db;
     if (!CheckLayout(db)) {
@@ -391,6 +400,19 @@ std::size_t QuoteStore::Cursor::total() const {
     return state_->total;
 }
 
+struct QuoteStore::ReadScope::State {
+    explicit State(Connection& db) : read(db, Transaction::Kind::Read) {}
+    Transaction read;
+};
+
+QuoteStore::ReadScope::ReadScope(std::unique_ptr<State> state) : state_(std::move(state)) {}
+QuoteStore::ReadScope::ReadScope(ReadScope&&) noexcept = default;
+QuoteStore::ReadScope::~ReadScope() = default;
+
+QuoteStore::ReadScope QuoteStore::KeepConsistent() const {
+    return ReadScope(std::make_unique<ReadScope::State>(impl_->db));
+}
+
 QuoteStore::Cursor QuoteStore::Series() const {
     return Cursor(std::make_unique<Cursor::State>(impl_->db));
 }
@@ -432,8 +454,8 @@ std::vector<MarketBreadth> QuoteStore::ComputeBreadth() const {
     return std::move(breadth).Finish();
 }
 
-std::size_t QuoteStore::ChangeWatchList(int number, const std::vector<std::string>& symbols,
-                                        bool add) {
+std::size_t QuoteStore::ChangeWatchListOrThrow(int number, const std::vector<std::string>& symbols,
+                                               bool add) {
     const std::size_t bit = CheckedWatchList(number);
     Connection& db = impl_->db;
     Transaction transaction(db);
@@ -443,8 +465,8 @@ std::size_t QuoteStore::ChangeWatchList(int number, const std::vector<std::strin
     for (const std::string& symbol : symbols) {
         find.Bind(1, symbol);
         if (!find.Step()) {
-            throw QuoteError(QuoteProblem::Kind::BadInput,
-                             "the quote store has no symbol " + QuoteText(symbol));
+            throw ProblemError(ProblemKind::BadInput, Place{},
+                               "the quote store has no symbol " + QuoteExcerpt(symbol));
         }
         const std::int64_t id = find.Int(0);
         std::bitset<kWatchListCount> lists(static_cast<std::uint64_t>(find.Int(1)));
@@ -459,15 +481,21 @@ std::size_t QuoteStore::ChangeWatchList(int number, const std::vector<std::strin
     return changed;
 }
 
-std::size_t QuoteStore::AddToWatchList(int number, const std::vector<std::string>& symbols) {
-    return ChangeWatchList(number, symbols, true);
+Result<std::size_t> QuoteStore::AddToWatchList(int number,
+                                               const std::vector<std::string>& symbols) {
+    return CatchProblem([&] { return ChangeWatchListOrThrow(number, symbols, true); });
 }
 
-std::size_t QuoteStore::RemoveFromWatchList(int number, const std::vector<std::string>& symbols) {
-    return ChangeWatchList(number, symbols, false);
+Result<std::size_t> QuoteStore::RemoveFromWatchList(int number,
+                                                    const std::vector<std::string>& symbols) {
+    return CatchProblem([&] { return ChangeWatchListOrThrow(number, symbols, false); });
 }
 
-void QuoteStore::NameWatchList(int number, std::string_view name) {
+Result<void> QuoteStore::NameWatchList(int number, std::string_view name) {
+    return CatchProblem([&] { NameWatchListOrThrow(number, name); });
+}
+
+void QuoteStore::NameWatchListOrThrow(int number, std::string_view name) {
     const std::size_t list = CheckedWatchList(number);
     Connection& db = impl_->db;
     Transaction transaction(db);
@@ -525,11 +553,11 @@ struct QuoteStore::Writer::State {
             return found->second;
         }
         if (nextNumber[k] >= kCategoryLimits[k]) {
-            throw QuoteError(QuoteProblem::Kind::BadInput,
-                             "the " + std::string(kCategoryWords[k]) + " " + QuoteText(name) +
-                                 " would be one too many: a quote store holds at most " +
-                                 std::to_string(kCategoryLimits[k]) + " " +
-                                 std::string(kCategoryPlurals[k]));
+            throw ProblemError(ProblemKind::BadInput, Place{},
+                               "the " + std::string(kCategoryWords[k]) + " " + QuoteExcerpt(name) +
+                                   " would be one too many: a quote store holds at most " +
+                                   std::to_string(kCategoryLimits[k]) + " " +
+                                   std::string(kCategoryPlurals[k]));
         }
         const int number = nextNumber[k]++;
         insertCategory.Bind(1, static_cast<std::int64_t>(k))

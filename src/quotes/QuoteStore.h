@@ -5,10 +5,16 @@
 // thousand row reads and memcpys (docs/engine.md gives the reasoning and the figures).
 // Every change runs in one transaction; a change that fails or is cancelled leaves the store
 // exactly as it was, and so does a process killed half-way (SQLite's journal).
+//
+// Errors: the members a user's input can make fail (opening a folder, changing a watch list)
+// give a Result. Reads fail only when the system does (a damaged file, a disk error); they
+// throw ProblemError (a failure), which the caller's boundary (the command, the analysis run)
+// turns into its own Result or message.
 #pragma once
 
 #include "quotes/QuoteCsv.h"
 #include "quotes/QuoteData.h"
+#include "startup/Problem.h"
 
 #include <array>
 #include <cstddef>
@@ -61,11 +67,11 @@ using ProgressFunction = std::function<bool(std::size_t done, std::size_t total)
 class QuoteStore {
 public:
     static std::filesystem::path FileIn(const std::filesystem::path& databaseFolder);
-    // Opens the store of a database folder. Throws QuoteError: bad input when the folder has
-    // no store, failure when the file is damaged or belongs to another program.
-    static QuoteStore Open(const std::filesystem::path& databaseFolder);
+    // Opens the store of a database folder: bad input when the folder has no store, a failure
+    // when the file is damaged or belongs to another program.
+    static Result<QuoteStore> Open(const std::filesystem::path& databaseFolder);
     // Opens the store for changes, making an empty one when the folder has none.
-    static QuoteStore OpenOrCreate(const std::filesystem::path& databaseFolder);
+    static Result<QuoteStore> OpenOrCreate(const std::filesystem::path& databaseFolder);
 
     QuoteStore(QuoteStore&&) noexcept;
     QuoteStore& operator=(QuoteStore&&) noexcept;
@@ -109,11 +115,27 @@ public:
     std::vector<MarketBreadth> ComputeBreadth() const;
 
     // Watch-list changes, each in its own transaction. An unknown symbol changes nothing and
-    // throws QuoteError (bad input) naming it; so does a number outside 0..63.
-    // Returns how many memberships changed.
-    std::size_t AddToWatchList(int number, const std::vector<std::string>& symbols);
-    std::size_t RemoveFromWatchList(int number, const std::vector<std::string>& symbols);
-    void NameWatchList(int number, std::string_view name);
+    // is bad input naming it; so is a number outside 0..63. Gives how many memberships
+    // changed.
+    Result<std::size_t> AddToWatchList(int number, const std::vector<std::string>& symbols);
+    Result<std::size_t> RemoveFromWatchList(int number, const std::vector<std::string>& symbols);
+    Result<void> NameWatchList(int number, std::string_view name);
+
+    // While it lives, everything read through the store sees one state of it: an import that
+    // commits meanwhile waits until it ends. For a run that reads in several passes.
+    class ReadScope {
+    public:
+        ~ReadScope();
+        ReadScope(ReadScope&&) noexcept;
+        ReadScope& operator=(ReadScope&&) = delete;
+
+    private:
+        friend class QuoteStore;
+        struct State;
+        explicit ReadScope(std::unique_ptr<State> state);
+        std::unique_ptr<State> state_;
+    };
+    [[nodiscard]] ReadScope KeepConsistent() const;
 
     // The changes of one import, in one transaction: rolled back unless Commit() runs.
     class Writer {
@@ -123,7 +145,7 @@ public:
         Writer& operator=(Writer&&) = delete;
 
         // Sets a symbol's name and categories, and its group and watch lists when the row has
-        // them; true when the symbol is new. Throws QuoteError (bad input, without a place)
+        // them; true when the symbol is new. Throws ProblemError (bad input, without a place)
         // when a category would pass its limit.
         bool SetSymbol(const SymbolRow& row);
 
@@ -149,7 +171,10 @@ public:
 private:
     struct Impl;
     explicit QuoteStore(std::unique_ptr<Impl> impl);
-    std::size_t ChangeWatchList(int number, const std::vector<std::string>& symbols, bool add);
+    static QuoteStore Create(const std::filesystem::path& databaseFolder);
+    std::size_t ChangeWatchListOrThrow(int number, const std::vector<std::string>& symbols,
+                                       bool add);
+    void NameWatchListOrThrow(int number, std::string_view name);
     std::unique_ptr<Impl> impl_;
 };
 

@@ -1,6 +1,6 @@
 #include "quotes/Sqlite.h"
 
-#include "quotes/QuoteProblem.h"
+#include "startup/Problem.h"
 
 #include <sqlite3.h>
 
@@ -24,7 +24,8 @@ Connection::Connection(const std::filesystem::path& file, Mode mode) : file_(fil
         const std::string message = db_ != nullptr ? sqlite3_errmsg(db_) : sqlite3_errstr(code);
         sqlite3_close(db_);
         db_ = nullptr;
-        throw QuoteError(QuoteProblem::Kind::Failure, file, "cannot open: " + message);
+        throw ProblemError(ProblemKind::Failure, Place::InFile(Utf8Path(file)),
+                           "cannot open: " + message);
     }
     sqlite3_extended_result_codes(db_, 1);
     // Another program (or a second marlindex-cli) may hold the store for a moment.
@@ -41,7 +42,7 @@ void Connection::Fail(int code, std::string_view doing) const {
     if (primary == SQLITE_NOTADB || primary == SQLITE_CORRUPT) {
         message += " (the file is not a Marlindex quote database, or it is damaged)";
     }
-    throw QuoteError(QuoteProblem::Kind::Failure, file_, message);
+    throw ProblemError(ProblemKind::Failure, Place::InFile(Utf8Path(file_)), message);
 }
 
 void Connection::Execute(const char* sql) {

@@ -1,5 +1,5 @@
 // A thin owner of SQLite's C API for the quote store: a connection, prepared statements and a
-// transaction that rolls back unless committed. Every failure becomes a QuoteError that says
+// transaction that rolls back unless committed. Every failure becomes a ProblemError that says
 // what SQLite said, so no caller checks a return code by hand.
 #pragma once
 
@@ -20,7 +20,7 @@ class Statement;
 class Connection {
 public:
     enum class Mode { ReadOnly, ReadWrite, Create };
-    // Opens the file; Create makes it when missing. Throws QuoteError (Failure) when it cannot.
+    // Opens the file; Create makes it when missing. Throws ProblemError (Failure) when it cannot.
     Connection(const std::filesystem::path& file, Mode mode);
     ~Connection();
     Connection(const Connection&) = delete;
@@ -36,7 +36,7 @@ public:
     sqlite3* handle() const { return db_; }
     const std::filesystem::path& file() const { return file_; }
 
-    // Throws the QuoteError for SQLite result `code` while doing `doing`.
+    // Throws the ProblemError for SQLite result `code` while doing `doing`.
     [[noreturn]] void Fail(int code, std::string_view doing) const;
 
 private:

@@ -32,6 +32,22 @@ std::string Problem::Message() const {
     return place.empty() ? what : place + ": " + what;
 }
 
+std::string Problem::FileLineMessage() const {
+    if (where.file.empty() || where.line == 0 || !where.within.empty() || where.byte) {
+        return Message();
+    }
+    std::string place = where.file + ":" + std::to_string(where.line);
+    if (where.column > 0) {
+        place += ":" + std::to_string(where.column);
+    }
+    return place + ": " + what;
+}
+
+std::string Utf8Path(const std::filesystem::path& path) {
+    const std::u8string utf8 = path.u8string();
+    return {utf8.begin(), utf8.end()};
+}
+
 std::string QuoteExcerpt(std::string_view text, std::size_t limit) {
     const std::u32string characters = DecodeText(text);
     std::string quoted = "\"";

@@ -7,9 +7,12 @@
 #pragma once
 
 #include <cstddef>
+#include <filesystem>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 #include <variant>
 
@@ -42,6 +45,11 @@ struct Place {
         place.column = column;
         return place;
     }
+    static Place AtLine(std::string file, std::size_t line, std::size_t column = 0) {
+        Place place = AtLine(line, column);
+        place.file = std::move(file);
+        return place;
+    }
     static Place Within(std::string within, std::optional<std::size_t> byte = std::nullopt) {
         Place place;
         place.within = std::move(within);
@@ -61,7 +69,29 @@ struct Problem {
 
     // One line for a message or stderr: the place, ": ", what.
     std::string Message() const;
+    // The same as compilers write it, "FILE:LINE: what" or "FILE:LINE:COLUMN: what", so that
+    // an editor jumps to the place: for the command-line tools that read text files line by
+    // line (quote files, formulas). A place without a file and line gives Message().
+    std::string FileLineMessage() const;
 };
+
+// Carries a Problem from deep inside a reader, or from the quote store, to the boundary that
+// returns it as a Result or reports it.
+class ProblemError : public std::runtime_error {
+public:
+    explicit ProblemError(Problem problem)
+        : std::runtime_error(problem.Message()), problem_(std::move(problem)) {}
+    ProblemError(ProblemKind kind, Place where, std::string what)
+        : ProblemError(Problem{kind, std::move(where), std::move(what)}) {}
+
+    const Problem& problem() const { return problem_; }
+
+private:
+    Problem problem_;
+};
+
+// A path as messages and SQLite take it: UTF-8 on every platform.
+std::string Utf8Path(const std::filesystem::path& path);
 
 // A piece of the user's input quoted in a message: in double quotes, at most `limit`
 // characters (cut with "..."), line breaks and other control characters shown as \r, \n,
@@ -106,5 +136,33 @@ public:
 private:
     std::optional<Problem> problem_;
 };
+
+// The boundary of a reader that lets its problems travel as ProblemError inside: runs `work`
+// and gives its value, or the problem it threw.
+template <class Work> auto CatchProblem(Work&& work) -> Result<std::invoke_result_t<Work&>> {
+    try {
+        if constexpr (std::is_void_v<std::invoke_result_t<Work&>>) {
+            work();
+            return {};
+        } else {
+            return work();
+        }
+    } catch (const ProblemError& error) {
+        return error.problem();
+    }
+}
+
+// The other way round, for code that lets problems travel: the value, or the ProblemError.
+template <class T> T ValueOrThrow(Result<T> result) {
+    if (!result) {
+        throw ProblemError(std::move(result.problem()));
+    }
+    return std::move(result).value();
+}
+inline void ValueOrThrow(Result<void> result) {
+    if (!result) {
+        throw ProblemError(std::move(result.problem()));
+    }
+}
 
 } // namespace marlindex

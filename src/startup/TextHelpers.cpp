@@ -1,6 +1,8 @@
 #include "startup/TextHelpers.h"
 
 #include <algorithm>
+#include <charconv>
+#include <cmath>
 
 namespace marlindex {
 
@@ -79,6 +81,20 @@ bool EqualsIgnoreCase(std::string_view a, std::string_view b) {
 
 bool ContainsIgnoreCase(std::string_view text, std::string_view part) {
     return ToLowerAscii(text).find(ToLowerAscii(part)) != std::string::npos;
+}
+
+std::optional<double> ReadTypedNumber(std::string_view text) {
+    text = TrimBlanks(text);
+    if (!text.empty() && text.front() == '+') {
+        text.remove_prefix(1);
+    }
+    double value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (text.empty() || error != std::errc() || end != text.data() + text.size() ||
+        !std::isfinite(value)) {
+        return std::nullopt;
+    }
+    return value;
 }
 
 } // namespace marlindex

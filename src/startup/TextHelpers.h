@@ -3,6 +3,7 @@
 // texts, registry names, AFL keywords) is ASCII.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,6 +22,10 @@ std::string_view TrimBlanks(std::string_view text);
 
 // Replaces every occurrence of `from`, left to right, with exact matching.
 std::string ReplaceAll(std::string_view text, std::string_view from, std::string_view to);
+
+// A number as a user types it in a box: blanks around it and a leading "+" allowed, any form
+// from_chars reads ("5", "-5", "2.5", "1e2"), finite. None for anything else.
+std::optional<double> ReadTypedNumber(std::string_view text);
 
 char ToLowerAscii(char c);
 std::string ToLowerAscii(std::string_view text);

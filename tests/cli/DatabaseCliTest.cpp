@@ -104,7 +104,7 @@ TEST_F(DatabaseCliTest, ChangesWatchListsOfKnownSymbols) {
     EXPECT_EQ(outOfRange.err, "the watch list 64 is not a number from 0 to 63\n");
     EXPECT_EQ(watchList({"add", "x", "AAA"}).status, kExitBadInput);
 
-    const QuoteStore store = QuoteStore::Open(folder_.path());
+    const QuoteStore store = QuoteStore::Open(folder_.path()).value();
     const std::vector<SymbolInfo> symbols = store.Symbols();
     EXPECT_EQ(symbols[0].watchLists.to_ullong(), 0b10000001u) << "AAA: 0 and 7, not 3 or 8";
     EXPECT_EQ(symbols[2].watchLists.to_ullong(), 0b10000000u);
@@ -137,7 +137,7 @@ TEST(SampleDatabase, ImportsWithItsWatchListsAndFilterFile) {
                             "repaired rows: 3 (Open from Close: 2, High raised: 2, "
                             "Low from min(Open, Close): 1)\n");
     std::vector<std::string> quirks;
-    for (const SymbolInfo& info : QuoteStore::Open(folder.path()).Symbols()) {
+    for (const SymbolInfo& info : QuoteStore::Open(folder.path())->Symbols()) {
         if (info.watchLists.test(2)) {
             quirks.push_back(info.symbol);
         }

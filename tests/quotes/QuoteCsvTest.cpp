@@ -2,7 +2,6 @@
 // rows that cannot be read, refused with their file and line.
 #include "quotes/QuoteCsv.h"
 
-#include "quotes/QuoteProblem.h"
 #include "support/QuoteFixtures.h"
 
 #include <gtest/gtest.h>
@@ -49,20 +48,20 @@ TEST(CsvReader, RefusesBrokenQuotingWithTheRecordsLine) {
         try {
             Records(text, &lines);
             ADD_FAILURE() << text;
-        } catch (const QuoteError& error) {
-            EXPECT_EQ(error.problem().kind, QuoteProblem::Kind::BadInput);
-            EXPECT_EQ(std::string(error.what()), message);
+        } catch (const ProblemError& error) {
+            EXPECT_EQ(error.problem().kind, ProblemKind::BadInput);
+            EXPECT_EQ(error.problem().FileLineMessage(), message);
         }
     }
 }
 
 BarSeries Bars(const std::filesystem::path& file) {
-    return ReadPriceFile(test::ReadBytes(file), file.string()).bars;
+    return ReadPriceFile(test::ReadBytes(file), file.string())->bars;
 }
 
 TEST(PriceFile, RepairsExactlyAsTheImporterDocuments) {
     const std::filesystem::path input = test::QuoteFixture("repairs/REP.csv");
-    const PriceFile file = ReadPriceFile(test::ReadBytes(input), "REP.csv");
+    const PriceFile file = ReadPriceFile(test::ReadBytes(input), "REP.csv").value();
     const BarSeries expected = Bars(test::QuoteFixture("repairs/REP.expected.csv"));
     ASSERT_EQ(file.bars.size(), expected.size());
     for (std::size_t i = 0; i < expected.size(); ++i) {
@@ -87,7 +86,8 @@ TEST(PriceFile, ReadsEitherDateOrderAndOpenInterest) {
     const PriceFile ascending = ReadPriceFile("date,OPEN,High,Low,Close,Volume,OpenInt\r\n"
                                               "2024-01-03,20,21,19,20,1000,7\r\n"
                                               "2024-01-04, 20 ,20,18,19,2e3,\r\n",
-                                              "x.csv");
+                                              "x.csv")
+                                    .value();
     EXPECT_EQ(ascending.bars.openInt, (std::vector<double>{7, 0}));
     EXPECT_EQ(ascending.bars.volume, (std::vector<double>{1000, 2000}));
 
@@ -98,7 +98,7 @@ TEST(PriceFile, ReadsEitherDateOrderAndOpenInterest) {
     EXPECT_EQ(descending.close, (std::vector<double>{5, 4, 6}));
     EXPECT_EQ(descending.volume, (std::vector<double>{10, 20, 30}));
 
-    EXPECT_EQ(ReadPriceFile("Date,Open,High,Low,Close,Volume\n", "new.csv").bars.size(), 0u)
+    EXPECT_EQ(ReadPriceFile("Date,Open,High,Low,Close,Volume\n", "new.csv")->bars.size(), 0u)
         << "a header alone is a symbol without bars yet";
 }
 
@@ -135,19 +135,17 @@ TEST(PriceFile, RefusesRowsItCannotReadWithFileAndLine) {
          "2020-01-02"},
     };
     for (const auto& [text, message] : cases) {
-        try {
-            ReadPriceFile(text, "p.csv");
-            ADD_FAILURE() << "read: " << text;
-        } catch (const QuoteError& error) {
-            EXPECT_EQ(error.problem().kind, QuoteProblem::Kind::BadInput);
-            EXPECT_EQ(std::string(error.what()), message);
-        }
+        const Result<PriceFile> read = ReadPriceFile(text, "p.csv");
+        ASSERT_FALSE(read) << "read: " << text;
+        EXPECT_EQ(read.problem().kind, ProblemKind::BadInput);
+        EXPECT_EQ(read.problem().FileLineMessage(), message);
     }
 }
 
 TEST(SymbolsFile, ReadsTheOptionalColumnsByTheirHeader) {
     const auto rows =
-        ReadSymbolsFile(test::ReadBytes(test::QuoteFixture("tiny/symbols.csv")), "symbols.csv");
+        ReadSymbolsFile(test::ReadBytes(test::QuoteFixture("tiny/symbols.csv")), "symbols.csv")
+            .value();
     ASSERT_EQ(rows.size(), 3u);
     EXPECT_EQ(rows[0].name, "Alpha, Inc.");
     EXPECT_EQ(rows[0].group, "Large");
@@ -159,7 +157,8 @@ TEST(SymbolsFile, ReadsTheOptionalColumnsByTheirHeader) {
 
     const auto plain = ReadSymbolsFile("Symbol,Name,Market,Sector,Industry\n"
                                        " BRK.B , Berkshire ,NYSE,Financials,Insurance\n",
-                                       "s.csv");
+                                       "s.csv")
+                           .value();
     EXPECT_EQ(plain[0].symbol, "BRK.B") << "surrounding blanks dropped";
     EXPECT_EQ(plain[0].name, "Berkshire");
     EXPECT_FALSE(plain[0].group.has_value()) << "no Group column: the store keeps the group";
@@ -167,7 +166,8 @@ TEST(SymbolsFile, ReadsTheOptionalColumnsByTheirHeader) {
 
     const auto listsOnly = ReadSymbolsFile("symbol,name,market,sector,industry,WATCHLISTS\n"
                                            "A,n,m,s,i, 63 ;; 0\n",
-                                           "s.csv");
+                                           "s.csv")
+                               .value();
     EXPECT_FALSE(listsOnly[0].group.has_value());
     EXPECT_EQ(listsOnly[0].watchLists->to_ullong(), 0x8000000000000001u);
 }
@@ -189,18 +189,15 @@ TEST(SymbolsFile, RefusesRowsItCannotRead) {
          "s.csv:2: the watch list \"1 2\" is not a number from 0 to 63"},
         {header + "A,n,m,s,i,g,\n  ,n,m,s,i,g,\n", "s.csv:3: the symbol is empty"},
         {header + "\"A\tB\",n,m,s,i,g,\n",
-         "s.csv:2: the symbol \"A\tB\" holds a control character (a TAB or a line break)"},
+         "s.csv:2: the symbol \"A\\tB\" holds a control character (a TAB or a line break)"},
         {header + "A,n,m,s,i,g,\nB,n,m,s,i,g,\nA,n,m,s,i,g,\n",
          "s.csv:4: the symbol \"A\" is listed twice (line 2 has it too)"},
         {header + "A,n,m,s,i,g\n", "s.csv:2: 6 fields where the header has 7"},
     };
     for (const auto& [text, message] : cases) {
-        try {
-            ReadSymbolsFile(text, "s.csv");
-            ADD_FAILURE() << "read: " << text;
-        } catch (const QuoteError& error) {
-            EXPECT_EQ(std::string(error.what()), message);
-        }
+        const auto read = ReadSymbolsFile(text, "s.csv");
+        ASSERT_FALSE(read) << "read: " << text;
+        EXPECT_EQ(read.problem().FileLineMessage(), message);
     }
 }
 

@@ -18,21 +18,16 @@ TradeDate Day(const char* text) {
     return *ParseIsoDate(text);
 }
 
-ImportReport Import(const fs::path& folder, const ImportRequest& request) {
-    const ImportOutcome outcome = ImportQuotes(folder, request);
-    EXPECT_EQ(outcome.status, ImportOutcome::Status::Imported)
-        << (outcome.problem ? outcome.problem->Message() : "");
-    return outcome.report;
-}
+using test::TinyDatabase;
 
-ImportRequest TinyDatabase() {
-    return {test::QuoteFixture("tiny/symbols.csv"), {test::QuoteFixture("tiny/prices")}};
+ImportReport Import(const fs::path& folder, const ImportRequest& request) {
+    return test::ImportOrFail(folder, request);
 }
 
 class QuoteStoreTest : public ::testing::Test {
 protected:
     void SetUp() override { Import(folder_.path(), TinyDatabase()); }
-    QuoteStore Store() const { return QuoteStore::Open(folder_.path()); }
+    QuoteStore Store() const { return QuoteStore::Open(folder_.path()).value(); }
     test::TempFolder folder_;
 };
 
@@ -166,21 +161,24 @@ TEST_F(QuoteStoreTest, ReimportReplacesDaysAndAppendsNewOnesAcrossYears) {
 
 TEST_F(QuoteStoreTest, ChangesWatchListsWholeOrNotAtAll) {
     QuoteStore store = Store();
-    EXPECT_EQ(store.AddToWatchList(5, {"AAA", "CCC"}), 2u);
-    EXPECT_EQ(store.AddToWatchList(5, {"CCC"}), 0u) << "already a member";
-    EXPECT_EQ(store.RemoveFromWatchList(3, {"BBB", "CCC"}), 1u);
-    EXPECT_EQ(store.AddToWatchList(63, {"BBB"}), 1u);
-    EXPECT_THROW(store.AddToWatchList(7, {"AAA", "NOPE"}), QuoteError);
-    EXPECT_THROW(store.AddToWatchList(64, {"AAA"}), QuoteError);
-    EXPECT_THROW(store.RemoveFromWatchList(-1, {"AAA"}), QuoteError);
+    EXPECT_EQ(store.AddToWatchList(5, {"AAA", "CCC"}).value(), 2u);
+    EXPECT_EQ(store.AddToWatchList(5, {"CCC"}).value(), 0u) << "already a member";
+    EXPECT_EQ(store.RemoveFromWatchList(3, {"BBB", "CCC"}).value(), 1u);
+    EXPECT_EQ(store.AddToWatchList(63, {"BBB"}).value(), 1u);
+    const auto unknown = store.AddToWatchList(7, {"AAA", "NOPE"});
+    ASSERT_FALSE(unknown);
+    EXPECT_EQ(unknown.problem().Message(), "the quote store has no symbol \"NOPE\"");
+    EXPECT_EQ(store.AddToWatchList(64, {"AAA"}).problem().kind, ProblemKind::BadInput);
+    EXPECT_FALSE(store.RemoveFromWatchList(-1, {"AAA"}));
     const std::vector<SymbolInfo> symbols = Store().Symbols();
     EXPECT_EQ(symbols[0].watchLists.to_ullong(), 0b101001u) << "AAA not in list 7";
     EXPECT_EQ(symbols[1].watchLists.to_ullong(), 0x8000000000000000u);
     EXPECT_EQ(symbols[2].watchLists.to_ullong(), 0b100000u);
 
-    store.NameWatchList(5, "Breakouts");
-    store.NameWatchList(6, "Later");
-    store.NameWatchList(6, "");
+    ASSERT_TRUE(store.NameWatchList(5, "Breakouts"));
+    ASSERT_TRUE(store.NameWatchList(6, "Later"));
+    ASSERT_TRUE(store.NameWatchList(6, ""));
+    EXPECT_FALSE(store.NameWatchList(64, "Nope"));
     const auto names = Store().WatchListNames();
     EXPECT_EQ(names[5], "Breakouts");
     EXPECT_EQ(names[6], "");
@@ -188,21 +186,17 @@ TEST_F(QuoteStoreTest, ChangesWatchListsWholeOrNotAtAll) {
 
 TEST(QuoteStoreFile, RefusesFoldersWithoutAStoreAndFilesThatAreNone) {
     test::TempFolder folder;
-    const auto problem = [&]() -> QuoteProblem {
-        try {
-            QuoteStore::Open(folder.path());
-        } catch (const QuoteError& error) {
-            return error.problem();
-        }
-        ADD_FAILURE() << "opened";
-        return {};
+    const auto problem = [&]() -> Problem {
+        const Result<QuoteStore> opened = QuoteStore::Open(folder.path());
+        EXPECT_FALSE(opened) << "opened";
+        return opened ? Problem{} : opened.problem();
     };
-    EXPECT_EQ(problem().kind, QuoteProblem::Kind::BadInput);
+    EXPECT_EQ(problem().kind, ProblemKind::BadInput);
     EXPECT_NE(problem().what.find("no quote store (quotes.db) in this folder"), std::string::npos);
     EXPECT_FALSE(fs::exists(folder / "quotes.db")) << "opening never creates the store";
 
     test::WriteBytes(folder / "quotes.db", std::string(5000, 'x'));
-    EXPECT_EQ(problem().kind, QuoteProblem::Kind::Failure);
+    EXPECT_EQ(problem().kind, ProblemKind::Failure);
     EXPECT_NE(problem().what.find("not a Marlindex quote database, or it is damaged"),
               std::string::npos)
         << problem().what;

@@ -38,7 +38,7 @@ protected:
         ASSERT_EQ(outcome_->status, ImportOutcome::Status::Imported)
             << (outcome_->problem ? outcome_->problem->Message() : "");
     }
-    static QuoteStore Store() { return QuoteStore::Open(folder_->path()); }
+    static QuoteStore Store() { return QuoteStore::Open(folder_->path()).value(); }
 
     static std::unique_ptr<test::TempFolder> folder_;
     static std::unique_ptr<ImportOutcome> outcome_;

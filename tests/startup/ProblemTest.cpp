@@ -51,5 +51,37 @@ TEST(Problem, AResultHoldsTheValueOrTheProblem) {
     EXPECT_EQ(refused.problem().kind, ProblemKind::Failure);
 }
 
+TEST(Problem, ToolsReadingTextFilesWriteThePlaceAsCompilersDo) {
+    const auto at = [](Place where) {
+        return Problem{ProblemKind::BadInput, std::move(where), "what"}.FileLineMessage();
+    };
+    EXPECT_EQ(at(Place::AtLine("scan.afl", 3, 14)), "scan.afl:3:14: what");
+    EXPECT_EQ(at(Place::AtLine("AAA.csv", 2)), "AAA.csv:2: what");
+    // Without a file and a line, or with a place inside records, the usual message.
+    EXPECT_EQ(at(Place::InFile("quotes.db")), "quotes.db: what");
+    EXPECT_EQ(at(Place::AtLine(3)), "line 3: what");
+    Place record = Place::AtLine("MARLXS", 2);
+    record.within = "formula 1";
+    EXPECT_EQ(at(record), "MARLXS, line 2, formula 1: what");
+}
+
+TEST(Problem, TravelsAsAnExceptionInsideAReaderAndLeavesItAsAResult) {
+    const Result<int> stopped = CatchProblem(
+        []() -> int { throw ProblemError(ProblemKind::Failure, Place::InFile("f"), "disk full"); });
+    ASSERT_FALSE(stopped);
+    EXPECT_EQ(stopped.problem().Message(), "f: disk full");
+    EXPECT_EQ(CatchProblem([] { return 7; }).value(), 7);
+    EXPECT_TRUE(CatchProblem([] {}));
+
+    try {
+        ValueOrThrow(Result<void>(Problem{ProblemKind::BadInput, Place{}, "no"}));
+        ADD_FAILURE() << "went on";
+    } catch (const ProblemError& error) {
+        EXPECT_EQ(error.problem().kind, ProblemKind::BadInput);
+        EXPECT_STREQ(error.what(), "no");
+    }
+    EXPECT_EQ(ValueOrThrow(Result<std::string>(std::string("kept"))), "kept");
+}
+
 } // namespace
 } // namespace marlindex

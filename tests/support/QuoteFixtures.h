@@ -2,10 +2,12 @@
 #pragma once
 
 #include "quotes/QuoteData.h"
+#include "quotes/QuoteImport.h"
 #include "support/TempFolder.h"
 
 #include <cstdlib>
 #include <filesystem>
+#include <gtest/gtest.h>
 #include <string>
 #include <string_view>
 
@@ -32,6 +34,34 @@ inline std::string GeneratedPrices(TradeDate first, int count, int seed) {
                 std::to_string(close) + "," + std::to_string(1000 + seed + i) + "\n";
     }
     return text;
+}
+
+// The hand-made database of tests/quotes/data/tiny (its README works it out): AAA and BBB in
+// NYSE, CCC in NASDAQ, five trading dates from 2024-01-02 to 2024-01-08; BBB starts late and
+// misses 2024-01-05, CCC ends on 2024-01-04.
+inline ImportRequest TinyDatabase() {
+    return {QuoteFixture("tiny/symbols.csv"), {QuoteFixture("tiny/prices")}};
+}
+
+inline ImportReport ImportOrFail(const std::filesystem::path& folder,
+                                 const ImportRequest& request) {
+    const ImportOutcome outcome = ImportQuotes(folder, request);
+    EXPECT_EQ(outcome.status, ImportOutcome::Status::Imported)
+        << (outcome.problem ? outcome.problem->Message() : "");
+    return outcome.report;
+}
+
+// A store of `symbols` generated symbols (S000, S001 ...) of `bars` weekday bars each.
+inline void ImportGeneratedStore(const std::filesystem::path& folder, int symbols, int bars) {
+    const std::filesystem::path prices = folder / "generated-prices";
+    std::filesystem::create_directories(prices);
+    for (int s = 0; s < symbols; ++s) {
+        std::string name = std::to_string(s);
+        name.insert(0, 3 - std::min<std::size_t>(name.size(), 3), '0');
+        WriteBytes(prices / ("S" + name + ".csv"),
+                   GeneratedPrices(*ParseIsoDate("2020-01-01"), bars, s));
+    }
+    ImportOrFail(folder, {std::nullopt, {prices}});
 }
 
 } // namespace marlindex::test
