@@ -21,6 +21,12 @@ protected:
     const std::string key_ = store_->Key();
 };
 
+// GCC 12 at -O3 takes the strings of the case table below for possibly uninitialised (a known
+// false positive with aggregates of strings), and the release build treats warnings as errors.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
+
 TEST_P(HiveConformance, ReadsNonEmptyTextAndNumbersAndOtherwiseTheDefault) {
     EXPECT_EQ(store_->Settings().ReadEntry("Never", " 0 "), " 0 "); // not even the key exists
     const struct {
