@@ -162,11 +162,12 @@ TEST_F(MainWindowFilesTest, NewForgetsTheRecordSoSaveAsksForAName) {
 
 TEST_F(MainWindowFilesTest, CopyPutsTheConditionsInACommentAheadOfTheFormula) {
     BuildFormula();
-    EXPECT_EQ(w.CommentedFormulaText("05 Mar 2024"),
-              "/* Create date: 05 Mar 2024\r\n"
-              "RSI of the current bar is less than 30 AND (MA (Short) Simple crosses above MA "
-              "(Long) Simple on or after the previous 3 bars) */\r\n\r\n" +
-                  w.txtForumlae.text);
+    EXPECT_EQ(
+        w.CommentedFormulaText("05 Mar 2024"),
+        "/* Create date: 05 Mar 2024\r\n"
+        "RSI(14) of the current bar is less than 30 AND (MA (Short) Simple(5) crosses above MA "
+        "(Long) Simple(50) on or after the previous 3 bars) */\r\n\r\n" +
+            w.txtForumlae.text);
     std::string clipboard;
     w.mCopy_Click([&](const std::string& text) { clipboard = text; });
     EXPECT_EQ(clipboard.rfind("/* Create date: ", 0), 0u);

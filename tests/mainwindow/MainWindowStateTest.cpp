@@ -103,13 +103,13 @@ protected:
     MainWindowState w{settings_};
 };
 
-const std::string kRsiRow = "RSI of the current bar is less than 30";
+const std::string kRsiRow = "RSI(14) of the current bar is less than 30";
 const std::string kCrossRow =
-    "MA (Short) Simple crosses above MA (Long) Simple on or after the previous 3 bars";
+    "MA (Short) Simple(5) crosses above MA (Long) Simple(50) on or after the previous 3 bars";
 
 TEST_F(MainWindowStateTest, WorkedExampleBuiltThroughTheEditor) {
     Pick(ComboId::cboIA1, "RSI");
-    EXPECT_EQ(Row(0), "RSI of the current bar");
+    EXPECT_EQ(Row(0), "RSI(14) of the current bar");
     EXPECT_EQ(w.GridCount(), 1);
     EXPECT_EQ(w.txtForumlae.text, ""); // no comparison yet: nothing to assemble
     EXPECT_FALSE(w.cboED1.visible);
