@@ -8,6 +8,7 @@
 namespace marlindex {
 
 enum class PromptIcon { Information, Exclamation, Question, Critical };
+enum class PromptAnswer { Yes, No, Cancel };
 
 class UserPrompts {
 public:
@@ -19,6 +20,9 @@ public:
     // A question with Yes and No buttons: true for Yes.
     virtual bool AskYesNo(const std::string& title, const std::string& text,
                           PromptIcon icon = PromptIcon::Question) = 0;
+    // A question with Yes, No and Cancel buttons, as "Save the changes before ...?" asks it.
+    virtual PromptAnswer AskYesNoCancel(const std::string& title, const std::string& text,
+                                        PromptIcon icon = PromptIcon::Question) = 0;
     // A file to open; none when the user cancels. `filter` as "Description (*.ext)".
     virtual std::optional<std::string> AskForFile(const std::string& title,
                                                   const std::string& filter) = 0;
