@@ -67,6 +67,24 @@ std::string MainWindowState::StatusText() const {
     return "Editing row " + number + ".";
 }
 
+std::string MainWindowState::IssueSummary() const {
+    std::vector<int> rows;
+    for (const RowIssue& issue : RowIssues()) {
+        if (rows.empty() || rows.back() != issue.row) {
+            rows.push_back(issue.row);
+        }
+    }
+    if (rows.empty()) {
+        return {};
+    }
+    std::string list;
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        list += (i == 0 ? "" : i + 1 == rows.size() ? " and " : ", ") + std::to_string(rows[i] + 1);
+    }
+    return (rows.size() == 1 ? "Row " + list + " needs" : "Rows " + list + " need") +
+           " a look: point at the marked row to see why.";
+}
+
 std::vector<std::string> MainWindowState::FormulaProblems(bool parse) const {
     std::vector<std::string> problems;
     // Rows whose formula is known to be broken: the parser would only say so again.

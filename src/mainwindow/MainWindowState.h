@@ -161,6 +161,8 @@ public:
     std::string ValueWarningText() const;
     // The status line: the row the next change goes to and what that row still lacks.
     std::string StatusText() const;
+    // Which rows the grid marks, in a few words for the status line; "" for none.
+    std::string IssueSummary() const;
     // One line per problem of the formula, naming its row, for Run, Save and Copy to put to the
     // user; none when there is nothing to say. With `parse` the formula text is also read by
     // the built-in engine's parser, whose first complaint is named by the row it is in.
