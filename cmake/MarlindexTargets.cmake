@@ -20,16 +20,37 @@ function(marlindex_library name)
     marlindex_warnings(${name})
 endfunction()
 
-# marlindex_test(name SOURCES ... DEPENDS ...): one GoogleTest executable beside its library.
+# marlindex_test(name SOURCES ... DEPENDS ... [FIXTURE name]): one GoogleTest executable beside
+# its library. In the Windows build every test runs under Wine (the crossing emulator) and
+# needs the fixture WinePrefix, the fresh prefix of this test run. FIXTURE names another one
+# fixture its tests need instead (a server registered in the prefix, say), whose setup test
+# itself requires WinePrefix, so the prefix is made first.
 function(marlindex_test name)
-    cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
+    cmake_parse_arguments(ARG "" "FIXTURE" "SOURCES;DEPENDS" ${ARGN})
     add_executable(${name} ${ARG_SOURCES})
     target_link_libraries(${name} PRIVATE ${ARG_DEPENDS} GTest::gtest GTest::gtest_main)
     target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")
     marlindex_warnings(${name})
+    set(fixture ${ARG_FIXTURE})
+    if(NOT fixture AND MARLINDEX_UNDER_WINE)
+        set(fixture WinePrefix)
+    endif()
+    set(properties ENVIRONMENT "MARLINDEX_SOURCE_DIR=${PROJECT_SOURCE_DIR}")
+    if(fixture)
+        # One name only: gtest_discover_tests cannot pass a list in a property.
+        list(APPEND properties FIXTURES_REQUIRED ${fixture})
+    endif()
     include(GoogleTest)
-    gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
-                         PROPERTIES ENVIRONMENT "MARLINDEX_SOURCE_DIR=${PROJECT_SOURCE_DIR}")
+    # Under Wine the listing may be the first Windows program, which makes the prefix first.
+    gtest_discover_tests(${name} DISCOVERY_TIMEOUT 120 PROPERTIES ${properties})
+endfunction()
+
+# marlindex_windows_test(name SOURCES ... DEPENDS ... [FIXTURE name]): a test executable of the
+# Windows build only, for what exists only there (the registry, Wine's own tools).
+function(marlindex_windows_test name)
+    if(WIN32)
+        marlindex_test(${name} ${ARGN})
+    endif()
 endfunction()
 
 # marlindex_folder_library(name DEPENDS ...): the core library of one src/ folder, built from

@@ -331,24 +331,24 @@ Value Evaluator::Subscript(const Value& array, const Value& index, SourcePos whe
     return Value::Number(array.data()[static_cast<std::size_t>(i)]);
 }
 
-Value Evaluator::EvalCall(const Node& node, const FunctionSpec& spec) {
+Value Evaluator::EvalCall(const Node& node, const FunctionSpec& entry) {
     // At most four parameters (AddColumn's three, AMA2's three, Signal's three): no allocation.
     Value args[4];
     SourcePos argWhere[4];
-    const std::size_t count = spec.params.size();
+    const std::size_t count = entry.params.size();
     for (std::size_t k = 0; k < count; ++k) {
         if (k < node.args.size()) {
             args[k] = Eval(node.args[k]);
             argWhere[k] = node.argStarts[k];
         } else {
-            args[k] = Value::Number(spec.params[k].fallback);
+            args[k] = Value::Number(entry.params[k].fallback);
             argWhere[k] = node.pos;
         }
-        const Param& param = spec.params[k];
+        const Param& param = entry.params[k];
         const Value& arg = args[k];
         const auto fail = [&](const std::string& problem) {
             Fail(argWhere[k],
-                 std::string(spec.name) + "'s '" + std::string(param.name) + "' " + problem);
+                 std::string(entry.name) + "'s '" + std::string(param.name) + "' " + problem);
         };
         switch (param.kind) {
         case ParamKind::Array:
@@ -371,25 +371,25 @@ Value Evaluator::EvalCall(const Node& node, const FunctionSpec& spec) {
             break;
         }
     }
-    if (spec.native != nullptr) {
-        return spec.native(*this, CallSite{spec.name, node.pos, std::span<Value>(args, count),
-                                           std::span<const SourcePos>(argWhere, count)});
+    if (entry.native != nullptr) {
+        return entry.native(*this, CallSite{entry.name, node.pos, std::span<Value>(args, count),
+                                            std::span<const SourcePos>(argWhere, count)});
     }
     Value inputs[8];
     std::size_t inputCount = 0;
-    for (const char letter : spec.implicit) {
+    for (const char letter : entry.implicit) {
         inputs[inputCount++] = Price(letter);
     }
     double options[4];
     std::size_t optionCount = 0;
     bool periodsValid = true;
     for (std::size_t k = 0; k < count; ++k) {
-        if (spec.params[k].kind == ParamKind::Array) {
+        if (entry.params[k].kind == ParamKind::Array) {
             inputs[inputCount++] = ToArray(args[k]);
             continue;
         }
         double option = args[k].number();
-        if (spec.params[k].kind == ParamKind::Period && !IsNull(option)) {
+        if (entry.params[k].kind == ParamKind::Period && !IsNull(option)) {
             // Whole bars; a period longer than the data is as good as one bar longer.
             option = std::trunc(option);
             periodsValid = periodsValid && option >= 1;
@@ -400,7 +400,7 @@ Value Evaluator::EvalCall(const Node& node, const FunctionSpec& spec) {
     if (!periodsValid) {
         return AllNull();
     }
-    return RunKernel(spec.kernel, spec.scratch, std::span<const Value>(inputs, inputCount),
+    return RunKernel(entry.kernel, entry.scratch, std::span<const Value>(inputs, inputCount),
                      std::span<const double>(options, optionCount));
 }
 

@@ -87,7 +87,7 @@ public:
 
 private:
     Value Eval(NodeId id);
-    Value EvalCall(const Node& node, const FunctionSpec& spec);
+    Value EvalCall(const Node& node, const FunctionSpec& entry);
     Value BuiltinValue(Builtin builtin);
     Value Binary(TokenKind op, Value a, Value b, SourcePos where);
     Value Unary(TokenKind op, Value a, SourcePos where);

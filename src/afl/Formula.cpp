@@ -98,9 +98,9 @@ private:
             BindingAt(id) = {BindingKind::Builtin, static_cast<int>(builtin->second)};
             return;
         }
-        if (const FunctionSpec* spec = FindFunction(node.text); spec != nullptr) {
+        if (const FunctionSpec* entry = FindFunction(node.text); entry != nullptr) {
             throw Error(node.pos, "'" + node.text + "' is a function: write " +
-                                      std::string(spec->name) + "( ... )");
+                                      std::string(entry->name) + "( ... )");
         }
         if (assignedSomewhere_.contains(lower)) {
             throw Error(node.pos, "the variable '" + node.text + "' is read before it is assigned");
@@ -109,30 +109,30 @@ private:
     }
 
     void BindCall(NodeId id, const Node& node, bool statement) {
-        const FunctionSpec* spec = FindFunction(node.text);
-        if (spec == nullptr) {
+        const FunctionSpec* entry = FindFunction(node.text);
+        if (entry == nullptr) {
             throw Error(node.pos, "unknown function '" + node.text + "'");
         }
         const std::size_t given = node.args.size();
-        const std::size_t most = spec->params.size();
-        const std::size_t least = spec->Required();
+        const std::size_t most = entry->params.size();
+        const std::size_t least = entry->Required();
         if (given < least || given > most) {
             const std::string takes = least == most ? Arguments(most)
                                       : least + 1 == most
                                           ? std::to_string(least) + " or " + Arguments(most)
                                           : std::to_string(least) + " to " + Arguments(most);
-            throw Error(node.pos, std::string(spec->name) + " takes " + takes + ", not " +
+            throw Error(node.pos, std::string(entry->name) + " takes " + takes + ", not " +
                                       std::to_string(given));
         }
-        if (spec->statement && !statement) {
-            throw Error(node.pos, std::string(spec->name) +
+        if (entry->statement && !statement) {
+            throw Error(node.pos, std::string(entry->name) +
                                       " gives no value: it can only stand as a statement of "
                                       "its own");
         }
         for (const NodeId arg : node.args) {
             Visit(arg, false);
         }
-        BindingAt(id) = {BindingKind::Function, static_cast<int>(spec - Functions().data())};
+        BindingAt(id) = {BindingKind::Function, static_cast<int>(entry - Functions().data())};
     }
 
     void BindAssign(NodeId id, const Node& node) {

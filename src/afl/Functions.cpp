@@ -31,29 +31,30 @@ Param Any(std::string_view name) {
     return {name, ParamKind::Any};
 }
 
-FunctionSpec Spec(std::string_view name, Family family, std::vector<Param> params, Start start) {
-    FunctionSpec spec;
-    spec.name = name;
-    spec.family = family;
-    spec.params = std::move(params);
-    spec.start = start;
-    return spec;
+FunctionSpec MakeFunction(std::string_view name, Family family, std::vector<Param> params,
+                          Start start) {
+    FunctionSpec entry;
+    entry.name = name;
+    entry.family = family;
+    entry.params = std::move(params);
+    entry.start = start;
+    return entry;
 }
 
 FunctionSpec Unit(std::string_view name, Family family, std::vector<Param> params,
                   std::string_view implicit, Kernel kernel, Start start, int scratch = 0) {
-    FunctionSpec spec = Spec(name, family, std::move(params), start);
-    spec.implicit = implicit;
-    spec.kernel = kernel;
-    spec.scratch = scratch;
-    return spec;
+    FunctionSpec entry = MakeFunction(name, family, std::move(params), start);
+    entry.implicit = implicit;
+    entry.kernel = kernel;
+    entry.scratch = scratch;
+    return entry;
 }
 
 FunctionSpec Own(std::string_view name, Family family, std::vector<Param> params, Native native,
                  Start start = nullptr) {
-    FunctionSpec spec = Spec(name, family, std::move(params), start);
-    spec.native = native;
-    return spec;
+    FunctionSpec entry = MakeFunction(name, family, std::move(params), start);
+    entry.native = native;
+    return entry;
 }
 
 // Warm-ups, by the options they depend on.
@@ -198,11 +199,11 @@ std::vector<FunctionSpec> BuildTable() {
 
         // Exploration output.
         [] {
-            FunctionSpec spec =
+            FunctionSpec entry =
                 Own("AddColumn", F::Exploration, {Arr("array"), Txt("name"), Num("format", 1.2)},
                     natives::AddColumn);
-            spec.statement = true;
-            return spec;
+            entry.statement = true;
+            return entry;
         }(),
     };
 }
@@ -222,8 +223,8 @@ const std::vector<FunctionSpec>& Functions() {
 const FunctionSpec* FindFunction(std::string_view name) {
     static const std::unordered_map<std::string, const FunctionSpec*> index = [] {
         std::unordered_map<std::string, const FunctionSpec*> map;
-        for (const FunctionSpec& spec : Functions()) {
-            map.emplace(ToLowerAscii(spec.name), &spec);
+        for (const FunctionSpec& entry : Functions()) {
+            map.emplace(ToLowerAscii(entry.name), &entry);
         }
         return map;
     }();

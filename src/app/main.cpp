@@ -1,13 +1,14 @@
 // The Marlindex program: decides from the command line what the process does and, for a
 // normal start, loads the settings and the run options and shows the main window.
 #include "about/AboutInfo.h"
+#include "amibroker/CustomTools.h"
 #include "amibroker/LocalBroker.h"
 #include "app/QtPrompts.h"
 #include "filter/FilterTree.h"
 #include "library/LibraryInstall.h"
 #include "mainwindow/frmMain.h"
-#include "settings/FileHive.h"
 #include "settings/ProgramSettings.h"
+#include "settings/SettingsHive.h"
 #include "startup/StartupArguments.h"
 
 #include <QApplication>
@@ -44,21 +45,21 @@ int ShowMainWindow(const StartupArguments& arguments, QtPrompts& prompts) {
         return 2;
     }
 
-    std::unique_ptr<FileHive> hive;
+    SettingsHive store;
     std::unique_ptr<CProgramSettings> settings;
     std::unique_ptr<LocalBroker> broker;
     std::unique_ptr<MainWindowState> state;
     std::unique_ptr<FilterTree> filter;
     std::unique_ptr<frmMain> window;
     try {
-        hive = std::make_unique<FileHive>(arguments.registryFile
-                                              ? std::filesystem::path(*arguments.registryFile)
-                                              : FileHive::DefaultPath(),
-                                          FileHive::Access::ReadWrite);
-        if (const auto report = hive->TakeLoadReport()) {
-            prompts.Inform("Marlindex - Settings", *report, PromptIcon::Exclamation);
+        store = OpenSettingsHive(arguments.registryFile
+                                     ? std::optional<std::filesystem::path>(*arguments.registryFile)
+                                     : std::nullopt,
+                                 false);
+        if (store.loadReport) {
+            prompts.Inform("Marlindex - Settings", *store.loadReport, PromptIcon::Exclamation);
         }
-        settings = std::make_unique<CProgramSettings>(CProgramSettings::ForMarlindex(*hive));
+        settings = std::make_unique<CProgramSettings>(CProgramSettings::ForMarlindex(*store.hive));
 
         const std::filesystem::path programFolder =
             arguments.programFolder ? std::filesystem::path(*arguments.programFolder)
@@ -92,40 +93,50 @@ int ShowMainWindow(const StartupArguments& arguments, QtPrompts& prompts) {
     return QApplication::exec();
 }
 
+// The installer's steps, "I" and "U", need no window: they run before the window toolkit
+// starts, so an installer can run them where there is no display. None for a normal start.
+std::optional<int> RunInstallerStep(const StartupArguments& arguments) {
+    switch (arguments.action) {
+    case StartupAction::Install:
+        // Back up the library and convert it.
+        return RunInstallStep(DefaultProgramFolder(), CurrentTimeHhmmss(), std::cerr);
+    case StartupAction::Uninstall: {
+        // Take the program out of AmiBroker's Tools menu: on Windows in the registry,
+        // elsewhere in the settings file. Failures are swallowed, as by the settings object.
+        SettingsHive store = OpenSettingsHive(std::nullopt, false);
+        CProgramSettings tools = CustomToolsSettings(*store.hive);
+        RemoveCustomToolsEntry(tools);
+        return 0;
+    }
+    case StartupAction::ShowMainWindow:
+        break;
+    }
+    return std::nullopt;
+}
+
 } // namespace
 
 int main(int argc, char* argv[]) {
-    QApplication application(argc, argv);
-    QApplication::setApplicationName(QString::fromLatin1(kProgramName));
-    QApplication::setApplicationVersion(QString::fromStdString(ProgramVersion()));
-
-    // QApplication has taken its own options (-platform ...) out of argv.
-    std::vector<std::string> args;
-    for (const QString& arg : QApplication::arguments().mid(1)) {
-        args.push_back(arg.toStdString());
-    }
-    QtPrompts prompts;
     StartupArguments arguments;
     try {
-        arguments = ParseStartupArguments(args);
+        arguments = ParseStartupArguments(std::vector<std::string>(argv + 1, argv + argc));
     } catch (const std::invalid_argument& error) {
         std::cerr << "marlindex: " << error.what() << "\n";
         return 2;
     }
-
-    switch (arguments.action) {
-    case StartupAction::Install:
-        // The installer's step: back up the library and convert it; no window.
-        return RunInstallStep(arguments.programFolder
-                                  ? std::filesystem::path(*arguments.programFolder)
-                                  : DefaultProgramFolder(),
-                              CurrentTimeHhmmss(), std::cerr);
-    case StartupAction::Uninstall:
-        // Removing the Custom Tools entry belongs to the AmiBroker link; no window either way.
-        std::cerr << "marlindex: the U step is not available in this version.\n";
-        return 0;
-    case StartupAction::ShowMainWindow:
-        break;
+    if (const auto status = RunInstallerStep(arguments)) {
+        return *status;
     }
+
+    QApplication application(argc, argv);
+    QApplication::setApplicationName(QString::fromLatin1(kProgramName));
+    QApplication::setApplicationVersion(QString::fromStdString(ProgramVersion()));
+    // QApplication has taken its own options (-platform ...) out of argv: read the rest again.
+    std::vector<std::string> args;
+    for (const QString& arg : QApplication::arguments().mid(1)) {
+        args.push_back(arg.toStdString());
+    }
+    arguments = ParseStartupArguments(args);
+    QtPrompts prompts;
     return ShowMainWindow(arguments, prompts);
 }

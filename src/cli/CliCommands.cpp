@@ -11,6 +11,9 @@ int RunCli(const std::vector<std::string>& args, std::istream& in, std::ostream&
     CLI::App app{"Marlindex: builds AmiBroker formulas (AFL) from point-and-click conditions.",
                  "marlindex-cli"};
     app.require_subcommand(1);
+    // Options start with "-" on every system: on Windows "/" begins a path as often as not
+    // ("/data/scan.json"), so it is never read as an option there either.
+    app.allow_windows_style_options(false);
 
     const CliStreams streams{in, out, err};
     CliCommands commands;
@@ -19,6 +22,7 @@ int RunCli(const std::vector<std::string>& args, std::istream& in, std::ostream&
     AddPreferencesCommands(app, streams, commands);
     AddLibraryCommands(app, streams, commands);
     AddDatabaseCommands(app, streams, commands);
+    AddCustomToolsCommands(app, streams, commands);
 
     std::vector<const char*> argv{"marlindex-cli"};
     for (const std::string& arg : args) {

@@ -1,7 +1,6 @@
 #include "cli/CliSupport.h"
 
 #include "cli/CliCommands.h"
-#include "settings/FileHive.h"
 #include "settings/ProgramSettings.h"
 #include "startup/AtomicFile.h"
 
@@ -45,13 +44,8 @@ std::optional<ParsedScan> ReadScanFile(const std::string& name, std::istream& in
 
 GeneratedScan GenerateWithSettings(const Scan& scan, const std::string& registryFile,
                                    std::ostream& err) {
-    FileHive hive(registryFile.empty() ? FileHive::DefaultPath()
-                                       : std::filesystem::path(registryFile),
-                  FileHive::Access::ReadOnly);
-    if (const auto report = hive.TakeLoadReport()) {
-        err << "warning: " << *report << "\n";
-    }
-    CProgramSettings settings = CProgramSettings::ForMarlindex(hive);
+    SettingsHive store = OpenSettings(registryFile, true, err);
+    CProgramSettings settings = CProgramSettings::ForMarlindex(*store.hive);
     return GenerateScan(scan, settings);
 }
 
@@ -59,12 +53,13 @@ std::string DisplayName(const std::string& name) {
     return name == "-" ? "stdin" : name;
 }
 
-FileHive OpenSettingsFile(const std::string& file, FileHive::Access access, std::ostream& err) {
-    FileHive hive(file.empty() ? FileHive::DefaultPath() : std::filesystem::path(file), access);
-    if (const auto report = hive.TakeLoadReport()) {
-        err << "warning: " << *report << "\n";
+SettingsHive OpenSettings(const std::string& file, bool readOnly, std::ostream& err) {
+    SettingsHive store = OpenSettingsHive(
+        file.empty() ? std::nullopt : std::optional<std::filesystem::path>(file), readOnly);
+    if (store.loadReport) {
+        err << "warning: " << *store.loadReport << "\n";
     }
-    return hive;
+    return store;
 }
 
 int Finish(std::ostream& out) {

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "scanfile/ScanFile.h"
-#include "settings/FileHive.h"
+#include "settings/SettingsHive.h"
 #include "startup/Problem.h"
 
 #include <CLI/CLI.hpp>
@@ -40,6 +40,7 @@ std::optional<std::string> ReadFilterExpression(const std::string& databaseFolde
 void AddPreferencesCommands(CLI::App& app, CliStreams streams, CliCommands& commands);
 void AddLibraryCommands(CLI::App& app, CliStreams streams, CliCommands& commands);
 void AddDatabaseCommands(CLI::App& app, CliStreams streams, CliCommands& commands);
+void AddCustomToolsCommands(CLI::App& app, CliStreams streams, CliCommands& commands);
 
 // A file named on the command line; "-" is standard input. Unreadable: says so on stderr.
 std::optional<std::string> ReadInput(const std::string& name, std::istream& in, std::ostream& err);
@@ -48,15 +49,19 @@ std::optional<std::string> ReadInput(const std::string& name, std::istream& in, 
 std::optional<ParsedScan> ReadScanFile(const std::string& name, std::istream& in,
                                        std::ostream& err);
 // The scan generated with the indicator defaults of the settings file `registryFile` (the
-// default file when empty). The file is only read: a damaged one is reported on stderr and
-// left where it is.
+// default store when empty: the registry on Windows, the default file elsewhere). The
+// settings are only read: a damaged file is reported on stderr and left where it is.
 GeneratedScan GenerateWithSettings(const Scan& scan, const std::string& registryFile,
                                    std::ostream& err);
 // How a file name appears in messages: "-" is "stdin".
 std::string DisplayName(const std::string& name);
-// The settings file of --registry (`file`; the default file when empty). What went wrong
-// while loading it is said on `err` as a warning; the settings then read as their defaults.
-FileHive OpenSettingsFile(const std::string& file, FileHive::Access access, std::ostream& err);
+// The settings of --registry (`file`; the default store when empty). What went wrong while
+// loading a file is said on `err` as a warning; the settings then read as their defaults.
+SettingsHive OpenSettings(const std::string& file, bool readOnly, std::ostream& err);
+// The help text of every --registry option.
+inline constexpr const char* kRegistryOptionHelp =
+    "Settings file (REGEDIT4); without it the registry on Windows, "
+    "~/.config/marlindex/registry.reg elsewhere";
 // Flushes the result; a failed write to stdout is a failure of the command.
 int Finish(std::ostream& out);
 // Says the problem on `err` in one line and returns the exit status for its kind: bad input

@@ -35,8 +35,8 @@ std::string Joined(const std::vector<std::string>& items) {
 }
 
 int List(const PreferencesOptions& options, std::ostream& out, std::ostream& err) {
-    FileHive hive = OpenSettingsFile(options.registryFile, FileHive::Access::ReadOnly, err);
-    CProgramSettings settings = CProgramSettings::ForMarlindex(hive);
+    SettingsHive store = OpenSettings(options.registryFile, true, err);
+    CProgramSettings settings = CProgramSettings::ForMarlindex(*store.hive);
     PreferenceFields preferences(settings);
     preferences.Form_Load();
     for (const PreferenceField& field : preferences.Fields()) {
@@ -45,8 +45,8 @@ int List(const PreferencesOptions& options, std::ostream& out, std::ostream& err
     return Finish(out);
 }
 
-std::string CannotSave(const FileHive& hive) {
-    return hive.file().string() + ": the settings could not be saved; they are as they were.\n";
+std::string CannotSave(const SettingsHive& store) {
+    return store.place + ": the settings could not be saved; they are as they were.\n";
 }
 
 int Set(const PreferencesOptions& options, std::ostream& out, std::ostream& err) {
@@ -66,8 +66,8 @@ int Set(const PreferencesOptions& options, std::ostream& out, std::ostream& err)
             << "); the settings hold Windows-1252 text only.\n";
         return kExitBadInput;
     }
-    FileHive hive = OpenSettingsFile(options.registryFile, FileHive::Access::ReadWrite, err);
-    CProgramSettings settings = CProgramSettings::ForMarlindex(hive);
+    SettingsHive store = OpenSettings(options.registryFile, false, err);
+    CProgramSettings settings = CProgramSettings::ForMarlindex(*store.hive);
     PreferenceFields preferences(settings);
     const PreferenceField* field = preferences.Find(options.field);
     preferences.Form_Load();
@@ -91,7 +91,7 @@ int Set(const PreferencesOptions& options, std::ostream& out, std::ostream& err)
     check.Form_Load();
     const PreferenceField& reread = *check.Find(field->name);
     if (reread.text != (stored.empty() ? reread.Default() : stored)) {
-        err << CannotSave(hive);
+        err << CannotSave(store);
         return kExitFailure;
     }
     WriteField(out, reread);
@@ -99,11 +99,11 @@ int Set(const PreferencesOptions& options, std::ostream& out, std::ostream& err)
 }
 
 int Reset(const PreferencesOptions& options, std::ostream& err) {
-    FileHive hive = OpenSettingsFile(options.registryFile, FileHive::Access::ReadWrite, err);
-    CProgramSettings settings = CProgramSettings::ForMarlindex(hive);
+    SettingsHive store = OpenSettings(options.registryFile, false, err);
+    CProgramSettings settings = CProgramSettings::ForMarlindex(*store.hive);
     PreferenceFields preferences(settings);
     if (!preferences.ResetAll()) {
-        err << CannotSave(hive);
+        err << CannotSave(store);
         return kExitFailure;
     }
     return kExitOk;
@@ -118,8 +118,7 @@ void AddPreferencesCommands(CLI::App& app, CliStreams streams, CliCommands& comm
     preferences->require_subcommand(1);
     // --registry may also follow the subcommand ("preferences list --registry FILE").
     preferences->fallthrough();
-    preferences->add_option("--registry", options->registryFile,
-                            "Settings file (REGEDIT4) that holds the preferences");
+    preferences->add_option("--registry", options->registryFile, kRegistryOptionHelp);
 
     CLI::App* list = preferences->add_subcommand(
         "list", "Write every field: name, indicator, position, value, default (TAB separated).");

@@ -1,5 +1,6 @@
 #include "settings/FileHive.h"
 
+#include "settings/RegeditText.h"
 #include "startup/AtomicFile.h"
 
 #include <cstdlib>
@@ -47,7 +48,9 @@ FileHive::FileHive(fs::path file, Access access) : file_(std::move(file)), acces
                       "so that the file is not lost.";
         return;
     }
-    Result<RegistryData> parsed = RegistryData::FromRegedit4(*bytes);
+    Result<std::string> text = RegeditFileAsRegedit4(*bytes);
+    Result<RegistryData> parsed =
+        text ? RegistryData::FromRegedit4(*text) : Result<RegistryData>(std::move(text.problem()));
     if (parsed) {
         data_ = std::move(parsed).value();
         return;

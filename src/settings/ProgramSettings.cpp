@@ -3,19 +3,25 @@
 #include "startup/Codepage.h"
 
 #include <exception>
+#include <utility>
 
 namespace marlindex {
 
 CProgramSettings::CProgramSettings(RegistryHive& hive) : hive_(&hive) {}
 
-CProgramSettings CProgramSettings::ForMarlindex(RegistryHive& hive) {
+CProgramSettings CProgramSettings::ForUserKey(RegistryHive& hive, std::string regBase,
+                                              std::string program, std::string section) {
     CProgramSettings settings(hive);
     settings.SetRootKey(RegistryRoot::CurrentUser);
     settings.SetMainBranch("SOFTWARE");
-    settings.SetRegBase("QRV");
-    settings.SetProgram("Marlindex");
-    settings.SetSection("Settings");
+    settings.SetRegBase(std::move(regBase));
+    settings.SetProgram(std::move(program));
+    settings.SetSection(std::move(section));
     return settings;
+}
+
+CProgramSettings CProgramSettings::ForMarlindex(RegistryHive& hive) {
+    return ForUserKey(hive, "QRV", "Marlindex", "Settings");
 }
 
 std::string CProgramSettings::KeyPath(std::string_view section) const {

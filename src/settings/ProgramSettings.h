@@ -17,6 +17,9 @@ public:
     // Defaults as constructed: HKEY_LOCAL_MACHINE, "SOFTWARE", "", "", "Settings".
     explicit CProgramSettings(RegistryHive& hive);
 
+    // A settings object on HKEY_CURRENT_USER\SOFTWARE\<regBase>\<program>\<section>.
+    static CProgramSettings ForUserKey(RegistryHive& hive, std::string regBase, std::string program,
+                                       std::string section);
     // The shared settings object of the program: HKEY_CURRENT_USER\SOFTWARE\QRV\Marlindex,
     // section "Settings".
     static CProgramSettings ForMarlindex(RegistryHive& hive);

@@ -58,6 +58,9 @@ StartupArguments ParseStartupArguments(const std::vector<std::string>& args) {
 }
 
 std::filesystem::path DefaultProgramFolder() {
+#ifdef _WIN32
+    return ExecutableFolder();
+#else
     // Relative values are ignored, as the XDG base directory rules ask.
     std::filesystem::path data;
     if (const char* xdg = std::getenv("XDG_DATA_HOME");
@@ -69,6 +72,7 @@ std::filesystem::path DefaultProgramFolder() {
         data = std::filesystem::path(".local") / "share";
     }
     return data / "marlindex" / "Marlindex";
+#endif
 }
 
 std::string InternalErrorText(const std::string& objectEvent, long number,

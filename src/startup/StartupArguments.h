@@ -25,10 +25,16 @@ struct StartupArguments {
 // option, when an option lacks its value.
 StartupArguments ParseStartupArguments(const std::vector<std::string>& args);
 
-// The program's folder when none is given: $XDG_DATA_HOME/marlindex/Marlindex, or
-// ~/.local/share/marlindex/Marlindex. The last folder keeps the installed name, whose length
-// places the run file in the analysis application's formula folder beside it.
+// The program's folder when none is given. On Windows the folder of the running program,
+// which the installer puts inside AmiBroker's folder. Elsewhere $XDG_DATA_HOME/marlindex/
+// Marlindex, or ~/.local/share/marlindex/Marlindex: the last folder keeps the installed name,
+// whose length places the run file in the analysis application's formula folder beside it.
 std::filesystem::path DefaultProgramFolder();
+
+#ifdef _WIN32
+// The folder of the running program's .exe; empty if Windows cannot say.
+std::filesystem::path ExecutableFolder();
+#endif
 
 // The message that ends a failed start: lines joined by CR LF, naming the step, the error's
 // number and its description.

@@ -229,8 +229,8 @@ TEST(AflVectors, CoverEveryFunction) {
          {"averages", "oscillators", "volume", "breadth", "toolbox", "categories"}) {
         for (const Case& c : LoadCases(family)) {
             const std::string text = ToLowerAscii(c.expression);
-            for (const FunctionSpec& spec : Functions()) {
-                const std::string name = ToLowerAscii(spec.name);
+            for (const FunctionSpec& entry : Functions()) {
+                const std::string name = ToLowerAscii(entry.name);
                 for (std::size_t at = text.find(name); at != std::string::npos;
                      at = text.find(name, at + 1)) {
                     const bool starts =
@@ -242,8 +242,8 @@ TEST(AflVectors, CoverEveryFunction) {
             }
         }
     }
-    for (const FunctionSpec& spec : Functions()) {
-        EXPECT_TRUE(called.contains(ToLowerAscii(spec.name))) << spec.name << " has no vector";
+    for (const FunctionSpec& entry : Functions()) {
+        EXPECT_TRUE(called.contains(ToLowerAscii(entry.name))) << entry.name << " has no vector";
     }
 }
 
@@ -251,14 +251,14 @@ TEST(AflVectors, CoverEveryFunction) {
 // that moves from its first bar.
 TEST(AflVectors, WarmUpIsWhatTheTableStates) {
     const test::TestSymbol walk = LoadSeries().at("walk");
-    for (const FunctionSpec& spec : Functions()) {
-        if (spec.start == nullptr) {
+    for (const FunctionSpec& entry : Functions()) {
+        if (entry.start == nullptr) {
             continue;
         }
-        std::string call = std::string(spec.name) + "(";
+        std::string call = std::string(entry.name) + "(";
         std::vector<double> options;
-        for (std::size_t k = 0; k < spec.params.size(); ++k) {
-            const Param& param = spec.params[k];
+        for (std::size_t k = 0; k < entry.params.size(); ++k) {
+            const Param& param = entry.params[k];
             std::string argument = "Close";
             if (param.kind == ParamKind::Period || param.name == "periods") {
                 const double period = param.optional ? param.fallback : 3.0 * double(k + 1);
@@ -271,13 +271,13 @@ TEST(AflVectors, WarmUpIsWhatTheTableStates) {
             }
             call += (k == 0 ? " " : ", ") + argument;
         }
-        call += spec.params.empty() ? ")" : " )";
+        call += entry.params.empty() ? ")" : " )";
         const std::vector<double> values = test::Values(call, walk);
         std::size_t first = 0;
         while (first < values.size() && IsNull(values[first])) {
             ++first;
         }
-        EXPECT_EQ(first, spec.start(options.data())) << call;
+        EXPECT_EQ(first, entry.start(options.data())) << call;
     }
 }
 
