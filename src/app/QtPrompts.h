@@ -17,6 +17,7 @@ public:
     bool AskYesNo(const std::string& title, const std::string& text, PromptIcon icon) override;
     PromptAnswer AskYesNoCancel(const std::string& title, const std::string& text,
                                 PromptIcon icon) override;
+    PromptAnswer AskSaveDiscardCancel(const std::string& title, const std::string& text) override;
     std::optional<std::string> AskForFile(const std::string& title,
                                           const std::string& filter) override;
 

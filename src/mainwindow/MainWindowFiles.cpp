@@ -30,7 +30,7 @@ bool MainWindowFiles::ConfirmDiscard(const std::string& before) {
     const std::string name = window_->ScanName().empty()
                                  ? std::string("The formula")
                                  : "The formula \"" + window_->ScanName() + "\"";
-    switch (prompts_->AskYesNoCancel(kUnsavedTitle,
+    switch (prompts_->AskSaveDiscardCancel(kUnsavedTitle,
                                      name +
                                          " has changes that are not saved in the library.\r\n"
                                          "Save them before " +

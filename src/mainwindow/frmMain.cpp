@@ -88,16 +88,16 @@ void MirrorCombo(QComboBox* widget, const ComboBox& combo) {
     if (widget->currentIndex() != combo.selected) {
         widget->setCurrentIndex(combo.selected);
     }
-    widget->setEnabled(combo.enabled);
-    widget->setVisible(combo.visible);
+    // A box the condition does not use keeps its place, greyed, so the editor never changes
+    // height and the grid below it never moves under the mouse.
+    widget->setEnabled(combo.enabled && combo.visible);
 }
 
 void MirrorField(QLineEdit* widget, const TextBox& box) {
     if (widget->text() != Q(box.text)) {
         widget->setText(Q(box.text));
     }
-    widget->setEnabled(box.enabled);
-    widget->setVisible(box.visible);
+    widget->setEnabled(box.enabled && box.visible);
 }
 
 void MirrorAction(QAction* action, const MenuItem& item) {
@@ -271,7 +271,15 @@ void frmMain::BuildMenus() {
     mUndo_->setShortcut(QKeySequence::Undo);
     mUndo_->setStatusTip(tr("Take back the last change of the conditions, options or filter"));
     mRedo_ = Named(edit->addAction(tr("&Redo")), "mRedo");
-    mRedo_->setShortcuts({QKeySequence(Qt::CTRL | Qt::Key_Y), QKeySequence::Redo});
+    // Ctrl+Y everywhere, and the platform's own redo key where that is another one (Ctrl+Y
+    // twice would make the key ambiguous and do nothing).
+    QList<QKeySequence> redoKeys{QKeySequence(Qt::CTRL | Qt::Key_Y)};
+    for (const QKeySequence& key : QKeySequence::keyBindings(QKeySequence::Redo)) {
+        if (!redoKeys.contains(key)) {
+            redoKeys.append(key);
+        }
+    }
+    mRedo_->setShortcuts(redoKeys);
     mRedo_->setStatusTip(tr("Make the change taken back again"));
     connect(mUndo_, &QAction::triggered, this,
             [this] { Handle([](MainWindowState& w) { w.Undo(); }); });
@@ -954,7 +962,7 @@ void frmMain::Mirror() {
         widget->setText(Q(label->caption));
         widget->setEnabled(label->enabled);
     }
-    lblVal1_->setVisible(state.txtVal1.visible);
+    lblVal1_->setEnabled(state.lblVal1.enabled && state.txtVal1.visible);
     chkModify1_->setChecked(state.chkModify1.checked);
     chkModify1_->setEnabled(state.chkModify1.enabled);
     chkModify2_->setChecked(state.chkModify2.checked);
