@@ -41,6 +41,37 @@ bool QtPrompts::AskYesNo(const std::string& title, const std::string& text, Prom
     return box.exec() == QMessageBox::Yes;
 }
 
+PromptAnswer QtPrompts::AskYesNoCancel(const std::string& title, const std::string& text,
+                                       PromptIcon icon) {
+    QMessageBox box(ToQt(icon), ToText(title), ToText(text),
+                    QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel, parent_);
+    box.setDefaultButton(QMessageBox::Yes);
+    box.setEscapeButton(QMessageBox::Cancel);
+    switch (box.exec()) {
+    case QMessageBox::Yes:
+        return PromptAnswer::Yes;
+    case QMessageBox::No:
+        return PromptAnswer::No;
+    default:
+        return PromptAnswer::Cancel;
+    }
+}
+
+PromptAnswer QtPrompts::AskSaveDiscardCancel(const std::string& title, const std::string& text) {
+    QMessageBox box(QMessageBox::Warning, ToText(title), ToText(text),
+                    QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel, parent_);
+    box.setDefaultButton(QMessageBox::Save);
+    box.setEscapeButton(QMessageBox::Cancel);
+    switch (box.exec()) {
+    case QMessageBox::Save:
+        return PromptAnswer::Yes;
+    case QMessageBox::Discard:
+        return PromptAnswer::No;
+    default:
+        return PromptAnswer::Cancel;
+    }
+}
+
 std::optional<std::string> QtPrompts::AskForFile(const std::string& title,
                                                  const std::string& filter) {
     const QString file = QFileDialog::getOpenFileName(parent_, ToText(title), QString(),

@@ -15,6 +15,9 @@ public:
 
     void Inform(const std::string& title, const std::string& text, PromptIcon icon) override;
     bool AskYesNo(const std::string& title, const std::string& text, PromptIcon icon) override;
+    PromptAnswer AskYesNoCancel(const std::string& title, const std::string& text,
+                                PromptIcon icon) override;
+    PromptAnswer AskSaveDiscardCancel(const std::string& title, const std::string& text) override;
     std::optional<std::string> AskForFile(const std::string& title,
                                           const std::string& filter) override;
 

@@ -78,13 +78,28 @@ FilterLoadResult FilterTree::Form_Load(UserPrompts& prompts) {
     const fs::path file = FilterFilePath(databaseFolder_);
     FilterFileContents contents;
     bool recreated = false;
+    bool created = false;
+    // A database the program has not worked with yet has no filter file: that is no error.
+    if (!fs::exists(file, error) && !error) {
+        if (const Result<void> written = RecreateFilterFile(databaseFolder_, false); !written) {
+            prompts.Inform(std::string(kConfigurationErrorTitle),
+                           "The filter file could not be created.\r\n" +
+                               written.problem().Message(),
+                           PromptIcon::Exclamation);
+            Publish(false);
+            return FilterLoadResult::NotRecreated;
+        }
+        created = true;
+        loadNote_ = "There was no filter file in " + databaseFolder_.string() +
+                    "; one with the default lists was created.";
+    }
     for (;;) {
         Result<FilterFileContents> read = ReadFilterFile(file);
         if (read) {
             contents = std::move(read).value();
             break;
         }
-        if (recreated) {
+        if (recreated || created) {
             // The file just written does not read back; asking again would never end.
             prompts.Inform(std::string(kConfigurationErrorTitle),
                            "The re-created configuration file cannot be read.\r\n" +
@@ -93,9 +108,9 @@ FilterLoadResult FilterTree::Form_Load(UserPrompts& prompts) {
             Publish(false);
             return FilterLoadResult::NotRecreated;
         }
-        const bool backup =
-            prompts.AskYesNo(std::string(kConfigurationErrorTitle),
-                             std::string(kConfigurationErrorText), PromptIcon::Critical);
+        const bool backup = prompts.AskYesNo(std::string(kConfigurationErrorTitle),
+                                             ConfigurationErrorText(file, read.problem().Message()),
+                                             PromptIcon::Critical);
         if (const Result<void> written = RecreateFilterFile(databaseFolder_, backup); !written) {
             prompts.Inform(std::string(kConfigurationErrorTitle),
                            std::string("The configuration file could not be re-created; the old "
@@ -112,7 +127,15 @@ FilterLoadResult FilterTree::Form_Load(UserPrompts& prompts) {
     filterExpression_ = BuildFilterExpression(contents, ExpressionForm::Load);
     loaded_ = true;
     Publish(false);
-    return recreated ? FilterLoadResult::Recreated : FilterLoadResult::Loaded;
+    return recreated ? FilterLoadResult::Recreated
+           : created ? FilterLoadResult::Created
+                     : FilterLoadResult::Loaded;
+}
+
+std::string FilterTree::ConfigurationErrorText(const fs::path& file, const std::string& problem) {
+    return "There was an error with the configuration file \"" + file.filename().string() +
+           "\" in the folder " + file.parent_path().string() + ". It will be re-created.\r\n" +
+           "Would you like to backup your old file?\r\n\r\nWhat is wrong: " + problem;
 }
 
 void FilterTree::Form_Unload() {
@@ -179,9 +202,9 @@ FilterFileContents FilterTree::TreeContents() const {
     return contents;
 }
 
-void FilterTree::Publish(bool regenerate) {
+void FilterTree::Publish(bool chosen) {
     if (listener_) {
-        listener_(filterExpression_, regenerate);
+        listener_(filterExpression_, chosen);
     }
 }
 
@@ -290,9 +313,14 @@ void FilterTree::mAdd_Click() {
     TreeView1.editingKey = key;
 }
 
-void FilterTree::mDelete_Click() {
+void FilterTree::mDelete_Click(UserPrompts& prompts) {
     FilterTreeCategory* category = nullptr;
-    if (!mDelete.enabled || TreeView1.FindItem(currentNode_, &category) == nullptr) {
+    const FilterTreeItem* chosen = TreeView1.FindItem(currentNode_, &category);
+    if (!mDelete.enabled || chosen == nullptr ||
+        !prompts.AskYesNo(std::string(kCaption),
+                          "Delete \"" + chosen->text + "\" from " + category->text +
+                              "?\r\nThe filter file changes when you press OK; Cancel keeps it.",
+                          PromptIcon::Question)) {
         return;
     }
     auto& items = category->items;

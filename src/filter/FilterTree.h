@@ -14,6 +14,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace marlindex {
@@ -53,8 +54,9 @@ struct FilterMenuItem {
 
 enum class FilterLoadResult {
     Loaded,       // the tree and the expression come from the file as it was
-    Recreated,    // the file was missing or damaged; after the user's answer the default file
-                  // was written (with or without backup) and loaded
+    Created,      // there was no file yet: the default file was written and loaded, unasked
+    Recreated,    // the file was damaged; after the user's answer the default file was
+                  // written (with or without backup) and loaded
     NotRecreated, // the default file could not be written; the user was told, the old file is
                   // untouched, the tree is empty and there is no filter
     NoDatabase,   // no database folder to read: the load ended quietly, no tree, no filter
@@ -62,9 +64,9 @@ enum class FilterLoadResult {
 
 class FilterTree {
 public:
-    // Told each time the filter expression is rebuilt; `regenerate` is set when the formula is
-    // to be assembled again (after OK), not after a load.
-    using ExpressionListener = std::function<void(const std::string& expression, bool regenerate)>;
+    // Told each time the filter expression is rebuilt, after a load and after OK; `chosen` is
+    // set when the user chose the filter (OK), not when it was read again from the file.
+    using ExpressionListener = std::function<void(const std::string& expression, bool chosen)>;
 
     static constexpr std::string_view kCaption = "Filter Settings";
     static constexpr std::string_view kRootKey = "R";
@@ -73,9 +75,6 @@ public:
     static constexpr std::string_view kImportToolTip =
         "Import AmiBroker Markets, Groups. Sectors & Industries and Watchlists.";
     static constexpr std::string_view kConfigurationErrorTitle = "Configuration File Error";
-    static constexpr std::string_view kConfigurationErrorText =
-        "There was an error with the configuration file. It will be re-created.\r\n"
-        "Would you like to backup your old file?";
 
     explicit FilterTree(std::filesystem::path databaseFolder = {});
 
@@ -94,9 +93,17 @@ public:
 
     // ---- the dialog's life ----
     // Reads the filter file into the tree and rebuilds the expression (the listener hears
-    // it). A missing or damaged file is put to the user, who chooses whether the old one is
-    // backed up before the default file replaces it.
+    // it). A database without a filter file gets the default file, unasked (LoadNote says
+    // so); a damaged file is put to the user, who chooses whether the old one is backed up
+    // before the default file replaces it.
     FilterLoadResult Form_Load(UserPrompts& prompts);
+    // What the last load did that the user did not see, for the status line: "" when it only
+    // read the file. Taking it empties it.
+    std::string TakeLoadNote() { return std::exchange(loadNote_, std::string()); }
+    // The question a damaged filter file brings: the spec's words, with the file, its folder
+    // and what is wrong with it.
+    static std::string ConfigurationErrorText(const std::filesystem::path& file,
+                                              const std::string& problem);
     // Forgets the tree; the file and the expression stay.
     void Form_Unload();
     // Writes the tree to the file and rebuilds the expression; the listener is told to
@@ -124,7 +131,8 @@ public:
     void TreeView1_AfterLabelEdit(bool cancel, const std::string& newText, UserPrompts& prompts);
 
     void mAdd_Click();
-    void mDelete_Click();
+    // Asks first; the item goes from the tree, and from the file when OK is pressed.
+    void mDelete_Click(UserPrompts& prompts);
     void mEdit_Click();
     void mUncheckAll_Click();
 
@@ -132,7 +140,7 @@ private:
     void ClearTree();
     void BuildTree(const FilterFileContents& contents);
     FilterFileContents TreeContents() const;
-    void Publish(bool regenerate);
+    void Publish(bool chosen);
     void SetExpanded(const std::string& key, bool expanded);
     // The category a node belongs to: the node itself or its parent; null for the root.
     FilterTreeCategory* CategoryOf(const std::string& key);
@@ -142,6 +150,7 @@ private:
     ExpressionListener listener_;
     bool loaded_ = false;
     std::string currentNode_;
+    std::string loadNote_;
     int mouseButton_ = 0; // the last button released over the tree: 1 left, 2 any other
 };
 

@@ -203,7 +203,7 @@ void frmFilter::CreateControls() {
 
     connect(mAdd, &QAction::triggered, this, [this] { Handle([this] { state_.mAdd_Click(); }); });
     connect(mDelete, &QAction::triggered, this,
-            [this] { Handle([this] { state_.mDelete_Click(); }); });
+            [this] { Handle([this] { state_.mDelete_Click(prompts_); }); });
     connect(mUncheckAll, &QAction::triggered, this,
             [this] { Handle([this] { state_.mUncheckAll_Click(); }); });
     connect(mEdit, &QAction::triggered, this, [this] { Handle([this] { state_.mEdit_Click(); }); });

@@ -276,6 +276,17 @@ std::vector<OptionEntry> IndicatorOptions(int indicator) {
     return options;
 }
 
+std::optional<ValueRange> IndicatorRange(int indicator) {
+    // ADX, DI-, DI+, RSI, Stochastic %D, Ultimate, MFI, RMI, Stochastic %K.
+    static constexpr std::array<int, 9> kPercentScaled{2, 10, 13, 16, 18, 21, 24, 29, 31};
+    for (const int index : kPercentScaled) {
+        if (index == indicator) {
+            return ValueRange{0, 100};
+        }
+    }
+    return std::nullopt;
+}
+
 std::optional<int> FindIndicatorByName(std::string_view displayName) {
     for (int index = 0; index < kIndicatorCount; ++index) {
         if (EqualsIgnoreCase(Indicator(index).displayName, displayName)) {

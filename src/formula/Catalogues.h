@@ -116,6 +116,14 @@ struct OptionEntry {
 };
 std::vector<OptionEntry> IndicatorOptions(int indicator);
 
+// The values an oscillator keeps to (RSI, MFI, the stochastics ... lie between 0 and 100);
+// none for an indicator without such bounds.
+struct ValueRange {
+    double low = 0;
+    double high = 0;
+};
+std::optional<ValueRange> IndicatorRange(int indicator);
+
 // Look-ups by the texts a user sees; letter case is ignored.
 std::optional<int> FindIndicatorByName(std::string_view displayName);
 std::optional<int> FindComparisonByText(std::string_view text);

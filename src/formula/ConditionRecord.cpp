@@ -6,17 +6,6 @@ namespace marlindex {
 
 namespace {
 
-std::string Contribution(const ConditionRecord& record) {
-    std::string text = BracketText(record.leftBrackets, 'L');
-    text += record.codePart1;
-    if (!record.codePart1.empty()) {
-        text += ' ';
-    }
-    text += record.codePart2;
-    text += BracketText(record.rightBrackets, 'R');
-    return text;
-}
-
 std::size_t UsedRows(const ConditionRecordList& records, int gridCount) {
     return std::min(records.size(), static_cast<std::size_t>(std::max(gridCount, 0)));
 }
@@ -26,6 +15,17 @@ std::size_t UsedRows(const ConditionRecordList& records, int gridCount) {
 std::string BracketText(int count, char side) {
     return count > 0 ? std::string(static_cast<std::size_t>(count), side == 'L' ? '(' : ')')
                      : std::string();
+}
+
+std::string Contribution(const ConditionRecord& record) {
+    std::string text = BracketText(record.leftBrackets, 'L');
+    text += record.codePart1;
+    if (!record.codePart1.empty()) {
+        text += ' ';
+    }
+    text += record.codePart2;
+    text += BracketText(record.rightBrackets, 'R');
+    return text;
 }
 
 EditorState EditorStateOf(const ConditionRecord& record) {

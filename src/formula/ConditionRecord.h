@@ -55,6 +55,10 @@ using ConditionRecordList = std::vector<ConditionRecord>;
 // `count` opening brackets for side 'L', closing ones for any other side; "" for 0 or less.
 std::string BracketText(int count, char side);
 
+// What a row puts into the condition code after its joiner: its opening brackets, code part
+// 1, a blank (only after a non-empty part 1), code part 2, its closing brackets.
+std::string Contribution(const ConditionRecord& record);
+
 // The editor state kept in a record, and the record fields that keep it.
 EditorState EditorStateOf(const ConditionRecord& record);
 void StoreEditorState(ConditionRecord& record, const EditorState& state);

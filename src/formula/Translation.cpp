@@ -76,19 +76,27 @@ std::string ModifiedSide2(const std::string& t, const EditorState& s) {
     return {};
 }
 
-// Replaces " A1", " A2", ... in `text` by the indicator's parameters: the stored preference
+// The parameters an indicator is computed with, in template order: the stored preference
 // where there is one, else the catalogue default. An indicator without parameters never
 // touches the settings.
-std::string FillParameters(std::string text, const IndicatorEntry& indicator,
-                           const CProgramSettings& settings) {
+std::vector<std::string> ParametersInUse(const IndicatorEntry& indicator,
+                                         const CProgramSettings& settings) {
+    std::vector<std::string> values;
     if (indicator.defaultParameters.empty()) {
-        return text;
+        return values;
     }
     const std::string section = "Settings\\Indicator\\" + std::to_string(indicator.index);
     const std::vector<std::string> defaults = SplitAtBlanks(indicator.defaultParameters);
     for (std::size_t k = 1; k <= defaults.size(); ++k) {
-        const std::string value = settings.ReadEntry(section, std::to_string(k), defaults[k - 1]);
-        text = ReplaceAll(text, " A" + std::to_string(k), " " + value);
+        values.push_back(settings.ReadEntry(section, std::to_string(k), defaults[k - 1]));
+    }
+    return values;
+}
+
+// Replaces " A1", " A2", ... in `text` by the parameters in use.
+std::string FillParameters(std::string text, const std::vector<std::string>& parameters) {
+    for (std::size_t k = 1; k <= parameters.size(); ++k) {
+        text = ReplaceAll(text, " A" + std::to_string(k), " " + parameters[k - 1]);
     }
     return text;
 }
@@ -125,7 +133,13 @@ void SplitForStorage(const std::string& e, ConditionTranslation& result) {
     result.rightPart = e.substr(p);
 }
 
-std::string Expression(const EditorState& s, const CProgramSettings& settings) {
+// The parameters of the two indicators, read once for the formula and the words.
+struct Parameters {
+    std::vector<std::string> a;
+    std::vector<std::string> b;
+};
+
+std::string Expression(const EditorState& s, const Parameters& parameters) {
     const ComparisonEntry c = Comparison(*s.comparison);
     const IndicatorEntry a = Indicator(*s.indicator1);
     const std::optional<IndicatorEntry> b =
@@ -138,7 +152,7 @@ std::string Expression(const EditorState& s, const CProgramSettings& settings) {
     std::string code2 = (b && !b->aflTemplate.empty())
                             ? ModifiedSide2(OptionTemplate(*b, s.option2), s)
                             : std::string();
-    code1 = FillParameters(code1, a, settings);
+    code1 = FillParameters(code1, parameters.a);
 
     std::size_t field = 0;
     if (tp1 == 0) {
@@ -154,9 +168,9 @@ std::string Expression(const EditorState& s, const CProgramSettings& settings) {
 
     if (b) {
         if (tp2 != 0) {
-            e = ReplaceAll(e, "Array2", FillParameters(code2, *b, settings));
+            e = ReplaceAll(e, "Array2", FillParameters(code2, parameters.b));
         } else {
-            e = FillParameters(e, *b, settings);
+            e = FillParameters(e, parameters.b);
         }
     }
 
@@ -260,20 +274,44 @@ void Append(std::string& text, const std::string& words) {
     text += words;
 }
 
-std::string IndicatorWords(int index, const std::string& option) {
-    std::string words = Indicator(index).displayName;
-    Append(words, option);
-    return words;
+// The parameters a row's words show: every one in use but the price array Close, which
+// nearly every indicator reads and which would only lengthen each row.
+std::string ParameterWords(const std::vector<std::string>& parameters) {
+    std::string shown;
+    for (const std::string& value : parameters) {
+        if (value.empty() || value == "Close") {
+            continue;
+        }
+        shown += (shown.empty() ? "(" : ", ") + value;
+    }
+    return shown.empty() ? shown : shown + ")";
 }
 
-} // namespace
+// "RSI(21)", "MA (Short) Simple(5)", "Price Close".
+std::string IndicatorWords(int index, const std::string& option,
+                           const std::vector<std::string>& parameters) {
+    std::string words = Indicator(index).displayName;
+    Append(words, option);
+    return words + ParameterWords(parameters);
+}
 
-std::string DescribeCondition(const EditorState& s) {
+Parameters ReadParameters(const EditorState& s, const CProgramSettings& settings) {
+    Parameters parameters;
+    if (s.indicator1 && IsIndicatorIndex(*s.indicator1)) {
+        parameters.a = ParametersInUse(Indicator(*s.indicator1), settings);
+    }
+    if (s.indicator2 && IsIndicatorIndex(*s.indicator2)) {
+        parameters.b = ParametersInUse(Indicator(*s.indicator2), settings);
+    }
+    return parameters;
+}
+
+std::string Describe(const EditorState& s, const Parameters& parameters) {
     std::string text;
     if (!s.indicator1 || !IsIndicatorIndex(*s.indicator1)) {
         return text;
     }
-    Append(text, IndicatorWords(*s.indicator1, s.option1));
+    Append(text, IndicatorWords(*s.indicator1, s.option1, parameters.a));
     Append(text, ModifierWords(s.modify1On, s.modify1Operation, s.modify1, false));
     if (!s.comparison || !IsComparisonIndex(*s.comparison)) {
         Append(text, TimePhrase(std::nullopt, s.tp1));
@@ -291,7 +329,7 @@ std::string DescribeCondition(const EditorState& s) {
     if (ComparesWithValue(entry.kind, s.comparisonType, s.tp1)) {
         Append(text, FormatAflNumber(s.value1));
     } else if (s.indicator2 && IsIndicatorIndex(*s.indicator2)) {
-        Append(text, IndicatorWords(*s.indicator2, s.option2));
+        Append(text, IndicatorWords(*s.indicator2, s.option2, parameters.b));
         Append(text, ModifierWords(s.modify2On, s.modify2Operation, s.modify2,
                                    s.modify2Unit == kUnitPercent));
         if (barByBar) {
@@ -304,19 +342,26 @@ std::string DescribeCondition(const EditorState& s) {
     return text;
 }
 
+} // namespace
+
+std::string DescribeCondition(const EditorState& state, const CProgramSettings& settings) {
+    return Describe(state, ReadParameters(state, settings));
+}
+
 ConditionTranslation TranslateCondition(const EditorState& state,
                                         const CProgramSettings& settings) {
     ConditionTranslation result;
     result.state = Corrected(state, result);
     const EditorState& s = result.state;
-    result.description = DescribeCondition(s);
+    const Parameters parameters = ReadParameters(s, settings);
+    result.description = Describe(s, parameters);
     const bool complete = s.indicator1 && IsIndicatorIndex(*s.indicator1) && s.comparison &&
                           IsComparisonIndex(*s.comparison) &&
                           (!s.indicator2 || IsIndicatorIndex(*s.indicator2));
     if (!complete) {
         return result;
     }
-    result.expression = Expression(s, settings);
+    result.expression = Expression(s, parameters);
     SplitForStorage(result.expression, result);
     return result;
 }

@@ -29,7 +29,9 @@ struct ConditionTranslation {
 // Reads the indicator parameters under Settings\Indicator\<index>; the settings are only read.
 ConditionTranslation TranslateCondition(const EditorState& state, const CProgramSettings& settings);
 
-// The row's words for an editor state (with corrections already applied).
-std::string DescribeCondition(const EditorState& state);
+// The row's words for an editor state (with corrections already applied). Each indicator is
+// named with the parameters it is computed with, read from `settings` as the formula reads
+// them: "RSI(21) of the current bar is less than 30".
+std::string DescribeCondition(const EditorState& state, const CProgramSettings& settings);
 
 } // namespace marlindex

@@ -42,15 +42,45 @@ std::int32_t KeyNumber(std::string_view key) {
 
 } // namespace
 
+namespace {
+
+bool IsNameCharacter(char c) {
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') ||
+           (c >= '#' && c <= ')') || c == ' ' || c == '!' || c == '-' || c == '/' || c == '@' ||
+           c == '_' || c == '{' || c == '}' || c == '~';
+}
+
+} // namespace
+
 bool IsValidFileName(std::string_view name) {
-    if (name.empty() || (name.front() >= '0' && name.front() <= '9')) {
-        return false;
+    return NameProblem(name).empty();
+}
+
+std::string NameProblem(std::string_view name) {
+    if (name.empty()) {
+        return "Type a name.";
     }
-    return std::all_of(name.begin(), name.end(), [](char c) {
-        return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') ||
-               (c >= '#' && c <= ')') || c == ' ' || c == '!' || c == '-' || c == '/' || c == '@' ||
-               c == '_' || c == '{' || c == '}' || c == '~';
-    });
+    if (name.front() >= '0' && name.front() <= '9') {
+        return "A name does not start with a digit.";
+    }
+    const auto bad = std::find_if_not(name.begin(), name.end(), IsNameCharacter);
+    if (bad == name.end()) {
+        return {};
+    }
+    // The whole character, which may take several bytes.
+    std::size_t length = 1;
+    const auto lead = static_cast<unsigned char>(*bad);
+    if (lead >= 0xF0) {
+        length = 4;
+    } else if (lead >= 0xE0) {
+        length = 3;
+    } else if (lead >= 0xC0) {
+        length = 2;
+    }
+    const auto at = static_cast<std::size_t>(bad - name.begin());
+    const std::string_view character = name.substr(at, length);
+    return character == "\t" ? std::string("A name cannot hold a TAB.")
+                             : "\"" + std::string(character) + "\" cannot be part of a name.";
 }
 
 LibraryBrowser::LibraryBrowser(std::filesystem::path libraryFile, std::string mode,
@@ -236,15 +266,13 @@ bool LibraryBrowser::TreeView1_AfterLabelEdit(const std::string& key, const std:
     if (text == folder->name) {
         return true;
     }
-    Library updated = library_;
-    for (LibraryFolder& changed : updated.folders) {
-        if (changed.id == folder->id) {
+    const std::int32_t id = folder->id;
+    for (LibraryFolder& changed : library_.folders) {
+        if (changed.id == id) {
             changed.name = text;
         }
     }
-    if (!Commit(std::move(updated), kFileManagementTitle)) {
-        return false;
-    }
+    pending_ = true;
     BuildTree();
     return true;
 }
@@ -252,6 +280,7 @@ bool LibraryBrowser::TreeView1_AfterLabelEdit(const std::string& key, const std:
 // ---- commands ----
 
 void LibraryBrowser::mAdd_Click() {
+    pending_ = true;
     const LibraryFolder& folder = library_.AddFolder();
     const std::string key = FolderKey(folder.id);
     BuildTree();
@@ -267,41 +296,40 @@ void LibraryBrowser::mRename_Click() {
 
 void LibraryBrowser::mDelete_Click() {
     const std::string key = TreeView1.selected;
-    Library updated = library_;
+    const TreeNode* node = Node(key);
     std::string next = Neighbour(key);
-    std::int32_t deletedFormula = 0;
-    if (IsFolderKey(key) && Node(key) != nullptr) {
-        const std::int32_t id = KeyNumber(key);
-        if (library_.FolderHasFormulas(id)) {
+    std::string question;
+    if (IsFolderKey(key) && node != nullptr) {
+        if (library_.FolderHasFormulas(KeyNumber(key))) {
             prompts_->Inform(kFileManagementTitle,
                              "You cannot delete a folder that contains file. Delete the files\r\n"
                              "before continuing");
             return;
         }
-        updated.DeleteFolder(id);
+        question = "Delete the folder \"" + node->text + "\"?";
     } else if (IsFormulaKey(key) && library_.Formula(KeyNumber(key)) != nullptr) {
-        deletedFormula = KeyNumber(key);
-        updated.DeleteFormula(deletedFormula);
-        // The formulas after the deleted one move up a place, and their keys with them.
-        if (IsFormulaKey(next) && KeyNumber(next) > deletedFormula) {
-            next = FormulaKey(static_cast<std::size_t>(KeyNumber(next) - 1));
-        }
+        question = "Delete the formula \"" + node->text + "\"?";
     } else {
         return; // the root is never deleted
     }
-    if (!Commit(std::move(updated), kFileManagementTitle)) {
+    std::string ok = btnOK;
+    ok.erase(std::remove(ok.begin(), ok.end(), '&'), ok.end());
+    if (!prompts_->AskYesNo(kFileManagementTitle,
+                            question + "\r\nIt goes from the library when you press " + ok +
+                                "; Cancel keeps it.")) {
         return;
     }
-    if (deletedFormula > 0) {
-        // The main window's record follows its formula, or is forgotten with it.
-        LibraryRecordRef record = window_->LibraryRecord();
-        if (record.number == deletedFormula) {
-            window_->SetLibraryRecord({});
-        } else if (record.number > deletedFormula) {
-            --record.number;
-            window_->SetLibraryRecord(std::move(record));
+    if (IsFolderKey(key)) {
+        library_.DeleteFolder(KeyNumber(key));
+    } else {
+        const std::int32_t deleted = KeyNumber(key);
+        library_.DeleteFormula(deleted);
+        // The formulas after the deleted one move up a place, and their keys with them.
+        if (IsFormulaKey(next) && KeyNumber(next) > deleted) {
+            next = FormulaKey(static_cast<std::size_t>(KeyNumber(next) - 1));
         }
     }
+    pending_ = true;
     BuildTree();
     Select(next);
 }
@@ -337,19 +365,39 @@ void LibraryBrowser::btnCancel_Click() {
 }
 
 void LibraryBrowser::btnOK_Click() {
+    const std::string& key = TreeView1.selected;
+    if (mode_ == kModeOpen) {
+        if (!IsFormulaKey(key) || library_.Formula(KeyNumber(key)) == nullptr) {
+            if (pending_) {
+                // Deleting and tidying folders is work of its own: it is kept without opening.
+                if (prompts_->AskYesNo(Caption, "No formula is selected to open.\r\nKeep the "
+                                                "changes made to the library and close?") &&
+                    Commit(library_, kFileManagementTitle)) {
+                    closed_ = true;
+                }
+                return;
+            }
+            prompts_->Inform(Caption, library_.formulas.empty()
+                                          ? "The library holds no formulas to open yet."
+                                          : "Select the formula to open in the list, then "
+                                            "press Open.");
+            return;
+        }
+        // The deletions and folder changes made in the dialog are written first.
+        if (pending_ && !Commit(library_, kFileManagementTitle)) {
+            return;
+        }
+        OpenSelected();
+        return;
+    }
     if (library_.folders.empty()) {
         prompts_->Inform(kSaveErrorTitle, "You must create a folder before saving file.\r\n"
                                           "Right-click the list on the right and select Create "
                                           "Folder option.");
         return;
     }
-    const std::string& key = TreeView1.selected;
     if (!IsFolderKey(key) && !IsFormulaKey(key)) {
         prompts_->Inform(kSaveErrorTitle, "You must select a folder before saving file.");
-        return;
-    }
-    if (mode_ == kModeOpen) {
-        OpenSelected();
         return;
     }
     if (!IsValidFileName(Text1)) {
@@ -415,6 +463,7 @@ bool LibraryBrowser::Commit(Library updated, const std::string& title) {
         return false;
     }
     library_ = std::move(updated);
+    pending_ = false;
     return true;
 }
 

@@ -25,6 +25,11 @@ inline constexpr const char* kRootText = "Scans and Explorations";
 // Letters, digits, blank and # $ % & ' ( ) ! - / @ _ { } ~, not starting with a digit: the
 // names the Windows release accepts for formulas and folders. The dot is not among them.
 bool IsValidFileName(std::string_view name);
+// The same rules in words, for the user, and why `name` breaks them ("" when it does not).
+inline constexpr const char* kNameRules =
+    "A name holds letters, digits, blanks and # $ % & ' ( ) ! - / @ _ { } ~ "
+    "and does not start with a digit.";
+std::string NameProblem(std::string_view name);
 
 // The library record the main window's formula was opened from or last saved to. The folder
 // and name let a save in place check that the record is still the same formula.
@@ -80,6 +85,9 @@ struct LibraryMenuItem {
     bool enabled = true;
 };
 
+// Every change to the tree (a folder added, renamed or deleted, a formula deleted) waits in
+// the dialog until OK, which writes it with the formula it saves or before the one it opens;
+// Cancel leaves the library file as it was.
 class LibraryBrowser {
 public:
     // `mode` is kModeSave, kModeSaveAs or kModeOpen. `window` and `prompts` must outlive the
@@ -107,6 +115,8 @@ public:
     // OK did its work or Cancel was pressed: the form closes.
     bool Closed() const { return closed_; }
     bool Accepted() const { return accepted_; }
+    // Changes to the tree that OK has still to write.
+    bool HasPendingChanges() const { return pending_; }
 
     // ---- events ----
     // Reads the library (or starts the default one) and builds the tree. False when there is
@@ -120,6 +130,7 @@ public:
     bool TreeView1_AfterLabelEdit(const std::string& key, const std::string& text);
     void mAdd_Click();
     void mRename_Click();
+    // Asks first; the folder or formula goes from the tree, and from the file on OK.
     void mDelete_Click();
     // The description's selected text, for the clipboard.
     std::string mCopy_Click() const;
@@ -155,6 +166,7 @@ private:
     Library library_;
     bool closed_ = false;
     bool accepted_ = false;
+    bool pending_ = false;
 };
 
 } // namespace marlindex

@@ -66,6 +66,13 @@ void frmOpenSave::BuildWidgets() {
     Text1 = new QLineEdit(this);
     Text1->setObjectName(QStringLiteral("Text1"));
     nameLabel->setBuddy(Text1);
+    lblNameRules = new QLabel(ToQt(kNameRules), this);
+    lblNameRules->setObjectName(QStringLiteral("lblNameRules"));
+    lblNameRules->setWordWrap(true);
+    lblNameRules->setForegroundRole(QPalette::PlaceholderText);
+    lblNameProblem = new QLabel(this);
+    lblNameProblem->setObjectName(QStringLiteral("lblNameProblem"));
+    lblNameProblem->setStyleSheet(QStringLiteral("color: #b71c1c;"));
 
     auto* descriptionLabel = new QLabel(QStringLiteral("&Description:"), this);
     RichTextBox1 = new QPlainTextEdit(this);
@@ -101,6 +108,8 @@ void frmOpenSave::BuildWidgets() {
     auto* left = new QVBoxLayout;
     left->addWidget(nameLabel);
     left->addWidget(Text1);
+    left->addWidget(lblNameRules);
+    left->addWidget(lblNameProblem);
     left->addSpacing(6);
     left->addWidget(descriptionLabel);
     left->addWidget(RichTextBox1, 1);
@@ -154,6 +163,7 @@ void frmOpenSave::Connect() {
 
     connect(Text1, &QLineEdit::textEdited, this, [this](const QString& text) {
         Handle([this, &text] { browser_->Text1_Change(text.toStdString()); }, false);
+        MirrorNameRules();
     });
     connect(RichTextBox1, &QPlainTextEdit::textChanged, this, [this] {
         if (!syncing_) {
@@ -218,6 +228,16 @@ void frmOpenSave::DescriptionSelectionChanged() {
     const std::size_t end = StoredPosition(text, cursor.selectionEnd());
     Handle([this, start, end] { browser_->RichTextBox1_SelChange(start, end - start); }, false);
     mCopy->setEnabled(browser_->mCopy.enabled);
+}
+
+void frmOpenSave::MirrorNameRules() {
+    const bool saving = browser_->Mode() != kModeOpen;
+    lblNameRules->setVisible(saving);
+    // An empty box is no mistake yet: the problem shows once something is typed.
+    const std::string problem =
+        saving && !browser_->Text1.empty() ? NameProblem(browser_->Text1) : std::string();
+    lblNameProblem->setText(ToQt(problem));
+    lblNameProblem->setVisible(!problem.empty());
 }
 
 void frmOpenSave::ShowTreeMenu(const QPoint& at) {
@@ -313,6 +333,7 @@ void frmOpenSave::Mirror() {
     mRename->setEnabled(browser_->mRename.enabled);
     mDelete->setEnabled(browser_->mDelete.enabled);
     mCopy->setEnabled(browser_->mCopy.enabled);
+    MirrorNameRules();
     syncing_ = false;
 
     if (!browser_->EditingKey.empty()) {

@@ -12,6 +12,7 @@
 #include <string>
 
 class QAction;
+class QLabel;
 class QLineEdit;
 class QPlainTextEdit;
 class QPushButton;
@@ -44,12 +45,16 @@ private:
     void ShowTreeMenu(const QPoint& at);
     void ShowDescriptionMenu(const QPoint& at);
     void DescriptionSelectionChanged();
+    // The name rules beside the name box, and what the typed name breaks, when saving.
+    void MirrorNameRules();
     void OK();
 
     LibraryBrowser* browser_;
     UserPrompts* prompts_;
     QTreeWidget* TreeView1 = nullptr;
     QLineEdit* Text1 = nullptr;
+    QLabel* lblNameRules = nullptr;
+    QLabel* lblNameProblem = nullptr;
     QPlainTextEdit* RichTextBox1 = nullptr;
     QPushButton* btnOK = nullptr;
     QPushButton* btnCancel = nullptr;

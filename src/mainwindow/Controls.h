@@ -43,6 +43,9 @@ struct TextBox {
     std::string text;
     bool enabled = true;
     bool visible = true;
+    // Why the text is not taken ("" when it is): it holds no number the field accepts, and the
+    // condition keeps the last number until one is typed.
+    std::string invalid;
 };
 
 struct CheckBox {

@@ -1,6 +1,7 @@
-// The main window's library commands: New, Open, Save and Save As, from the File menu and
-// the toolbar. Opening and a first save go through the library dialog; saving a formula that
-// came from the library updates its record in place. The window remembers that record here.
+// The main window's commands that may ask the user first: New, Open, Save and Save As from the
+// File menu and the toolbar, Clear All, closing the window, and the checks before Run, Save and
+// Copy. Opening and a first save go through the library dialog; saving a formula that came
+// from the library updates its record in place. The window remembers that record here.
 #pragma once
 
 #include "library/LibraryBrowser.h"
@@ -26,11 +27,22 @@ public:
 
     // ---- menu items and their toolbar buttons ----
     // Clears the conditions and forgets the library record, so that the next Save asks for a
-    // name instead of overwriting the formula that was open.
+    // name instead of overwriting the formula that was open. Unsaved changes are offered for
+    // saving first (as for Open, Clear All and closing).
     void mNew_Click();
     void mOpen_Click();
     void mSave_Click();
     void mSaveAs_Click();
+    // Clear All, after the question about unsaved changes; it can be undone.
+    void btnClearAll_Click();
+    // Whether the window may close: true when nothing unsaved is lost.
+    bool QueryClose();
+
+    // What a formula is about to be used for; the checks before it name unfinished rows.
+    enum class FormulaUse { Run, Save, Copy };
+    // True when the formula may go on: it has no problems, or the user goes on anyway. Before
+    // Run the built-in engine's parser reads it too.
+    bool ConfirmFormula(FormulaUse use);
 
     // "Save exploration as" or "Save scan as".
     std::string SaveCaption() const;
@@ -48,7 +60,11 @@ private:
     // False when the remembered record is no longer the same formula in the file: the
     // record is forgotten and the caller asks for a name.
     bool SaveInPlace();
-    void ShowDialog(const char* mode, std::string caption, std::string okCaption);
+    // Shows the dialog; true when it was left with OK.
+    bool ShowDialog(const char* mode, std::string caption, std::string okCaption);
+    // True when the window's work may be replaced: nothing is unsaved, or the user saved it
+    // or chose to discard it. `before` ends the question "Save the changes before ...?".
+    bool ConfirmDiscard(const std::string& before);
 
     MainWindowState* window_;
     std::filesystem::path programFolder_;

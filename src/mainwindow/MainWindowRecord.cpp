@@ -31,7 +31,7 @@ LibraryFormula MainWindowState::FormulaRecord() {
 }
 
 void MainWindowState::RestoreRecord(const LibraryFormula& formula) {
-    btnClearAll_Click();
+    ClearAll();
     SetApplyTo(formula.applyTo);
     txtRange_Change(std::to_string(formula.rangeCount));
     SetScanRange(formula.rangeMode);

@@ -30,47 +30,91 @@ std::size_t Index(int i) {
     return static_cast<std::size_t>(i);
 }
 
-// The bar fields take digits (and "/", which ends the number): the leading whole number of
-// the text, 0 when there is none, capped at the largest 32-bit count.
-std::int32_t ReadBars(std::string_view text) {
+// The bar fields: a whole number of bars, 0 or more, as digits alone ("3", not "3/", "-3" or
+// "3.5"); none for any other text. The key filter lets "/" in, as the Windows release did,
+// but a text holding one is no number.
+std::optional<std::int32_t> ParseBars(std::string_view text) {
     text = TrimBlanks(text);
-    std::int64_t value = 0;
-    for (const char c : text) {
-        if (c < '0' || c > '9') {
-            break;
-        }
-        value = std::min<std::int64_t>(value * 10 + (c - '0'), kMaxWhole);
+    std::int32_t value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (text.empty() || text.front() < '0' || text.front() > '9' || error != std::errc() ||
+        end != text.data() + text.size()) {
+        return std::nullopt;
     }
-    return static_cast<std::int32_t>(value);
+    return value;
 }
 
-// The leading decimal number of an amount or value field ("12.5%" reads 12.5, "abc" 0).
-// Always "." as the decimal point: the number goes into AFL as it is read.
-double ReadNumber(std::string_view text) {
+// An amount or value field: a plain decimal number with "." as the decimal point ("12.5",
+// "-4", ".5"), as AFL writes it; none for any other text, so that "abc" never reads as 0.
+std::optional<double> ParseDecimal(std::string_view text) {
     text = TrimBlanks(text);
-    std::size_t end = 0;
-    if (end < text.size() && (text[end] == '-' || text[end] == '+')) {
-        ++end;
-    }
-    const std::size_t digitsStart = end;
-    while (end < text.size() && text[end] >= '0' && text[end] <= '9') {
-        ++end;
-    }
-    if (end < text.size() && text[end] == '.') {
-        ++end;
-        while (end < text.size() && text[end] >= '0' && text[end] <= '9') {
-            ++end;
+    std::size_t digits = 0;
+    std::size_t points = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        if (c >= '0' && c <= '9') {
+            ++digits;
+        } else if (c == '.') {
+            ++points;
+        } else if (!(i == 0 && (c == '-' || c == '+'))) {
+            return std::nullopt;
         }
     }
-    std::string_view number = text.substr(0, end);
-    const bool negative = !number.empty() && number.front() == '-';
-    number.remove_prefix(digitsStart);
-    double value = 0;
-    if (number.empty() || number == ".") {
-        return 0;
+    if (digits == 0 || points > 1) {
+        return std::nullopt;
     }
-    std::from_chars(number.data(), number.data() + number.size(), value);
-    return negative ? -value : value;
+    if (text.front() == '+') {
+        text.remove_prefix(1);
+    }
+    double value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc() || end != text.data() + text.size() || !std::isfinite(value)) {
+        return std::nullopt;
+    }
+    return value;
+}
+
+// Why a field's text is not taken, and what the condition keeps meanwhile.
+std::string NotANumber(std::string_view text, std::string_view expected, std::string_view kept) {
+    std::string why = TrimBlanks(text).empty()
+                          ? std::string("The field is empty")
+                          : "\"" + std::string(text) + "\" is not " + std::string(expected);
+    if (text.find(',') != std::string_view::npos) {
+        why += " (decimals take a point: 2.5)";
+    }
+    return why + "; the condition keeps " + std::string(kept) + " until one is typed.";
+}
+
+// A field's text as the user typed it, and its number when it holds one: `target` takes the
+// number, or the field is marked invalid and `target` keeps what it had. True when taken.
+template <class Number, class Parse, class Show>
+bool TakeNumber(TextBox& box, std::string text, Number& target, Parse parse, Show show,
+                std::string_view expected) {
+    const auto value = parse(text);
+    if (value) {
+        target = *value;
+        box.invalid.clear();
+    } else {
+        box.invalid = NotANumber(text, expected, show(target));
+    }
+    box.text = std::move(text);
+    return value.has_value();
+}
+
+bool TakeBars(TextBox& box, std::string text, std::int32_t& target) {
+    return TakeNumber(
+        box, std::move(text), target, ParseBars,
+        [](std::int32_t bars) { return std::to_string(bars); }, "a whole number of bars");
+}
+
+bool TakeDecimal(TextBox& box, std::string text, double& target) {
+    return TakeNumber(box, std::move(text), target, ParseDecimal, FormatAflNumber, "a number");
+}
+
+// A row whose record holds a choice of indicator: it can be loaded and worked on, finished or
+// not. (A blank row, or one started with AND or OR and not written yet, holds none.)
+bool Loadable(const ConditionRecord* record) {
+    return record != nullptr && (!record->IsEmptyRow() || record->indicator1Id.has_value());
 }
 
 // The range box accepts any number a user may type ("5", " -5 ", "2.5", "1e2"); anything
@@ -126,7 +170,7 @@ MainWindowState::MainWindowState(CProgramSettings& settings)
     SetScanRange(1);
     txtRange.text = scanRangeNumber_;
 
-    btnClearAll_Click();
+    ClearAll();
 }
 
 std::string MainWindowState::Caption() const {
@@ -185,7 +229,9 @@ void MainWindowState::UpdateFormula() {
         MSFlexGrid1.rows.resize(Index(target) + 1);
     }
     MSFlexGrid1.rows[Index(target)] = text;
+    MSFlexGrid1.row = target;
     gridCount_ = CountConditionRows();
+    MarkChanged();
 
     editor_.Store(gridCount_, editMode, selectedRow_, gridOperator_, translation, std::move(text));
     editor_.BuildCode(gridCount_);
@@ -263,18 +309,19 @@ void MainWindowState::TakeChoice(ComboId combo) {
 }
 
 void MainWindowState::Choose(ComboId combo, int index) {
+    const Event event(*this, Event::Change);
     SelectItem(combo, index);
     (this->*kComboLists[static_cast<std::size_t>(combo)].click)();
 }
 
-// An indicator with a choice list (moving-average type, price field) shows it with the first
-// entry chosen; any other indicator hides it.
+// An indicator with a choice list (moving-average type, price field) offers it with the first
+// entry chosen; for any other indicator the list stays in its place, empty and unavailable, so
+// that the editor never changes its size under the mouse.
 void MainWindowState::FillOptions(ComboId id, std::optional<int> indicator) {
     ClearList(id);
     ComboBox& combo = Combo(id);
     const bool hasOptions =
         indicator && IsIndicatorIndex(*indicator) && Indicator(*indicator).hasOptions;
-    combo.visible = hasOptions;
     combo.enabled = hasOptions;
     if (!hasOptions) {
         return;
@@ -331,7 +378,7 @@ void MainWindowState::ArrangeControls() {
     const bool toValue = chosen && ComparesWithValue(entry.kind, target, TP1());
     cboCT.enabled = chosen && HasTargetList(entry.kind);
     cboIA2.enabled = toIndicator;
-    cboED2.enabled = toIndicator && cboED2.visible;
+    cboED2.enabled = toIndicator && !cboED2.items.empty();
     chkModify2.enabled = toIndicator;
     const bool modify2 = toIndicator && chkModify2.checked;
     cboModify2.enabled = modify2;
@@ -346,6 +393,7 @@ void MainWindowState::ArrangeControls() {
 }
 
 void MainWindowState::cboIA1_Click() {
+    const Event event(*this, Event::Change);
     TakeChoice(ComboId::cboIA1);
     // A new first indicator starts the condition over: no comparison, no side 2, current bar.
     ClearList(ComboId::cboIA2);
@@ -370,16 +418,19 @@ void MainWindowState::cboIA1_Click() {
 }
 
 void MainWindowState::cboED1_Click() {
+    const Event event(*this, Event::Change);
     TakeChoice(ComboId::cboED1);
     UpdateFormulaFrom("cboED1");
 }
 
 void MainWindowState::cboModify1_Click() {
+    const Event event(*this, Event::Change);
     TakeChoice(ComboId::cboModify1);
     UpdateFormulaFrom("cboModify1");
 }
 
 void MainWindowState::cboCO_Click() {
+    const Event event(*this, Event::Change);
     TakeChoice(ComboId::cboCO);
     txtTP2_Change("1");
 
@@ -415,6 +466,7 @@ void MainWindowState::cboCO_Click() {
 }
 
 void MainWindowState::cboCT_Click() {
+    const Event event(*this, Event::Change);
     TakeChoice(ComboId::cboCT);
     const std::string target = cboCT.Text();
     if (target == kTargetIndicator) {
@@ -434,6 +486,7 @@ void MainWindowState::cboCT_Click() {
 }
 
 void MainWindowState::cboIA2_Click() {
+    const Event event(*this, Event::Change);
     TakeChoice(ComboId::cboIA2);
     FillOptions(ComboId::cboED2, Condition().indicator2);
     ArrangeControls();
@@ -441,21 +494,25 @@ void MainWindowState::cboIA2_Click() {
 }
 
 void MainWindowState::cboED2_Click() {
+    const Event event(*this, Event::Change);
     TakeChoice(ComboId::cboED2);
     UpdateFormulaFrom("cboED2");
 }
 
 void MainWindowState::cboModify2_Click() {
+    const Event event(*this, Event::Change);
     TakeChoice(ComboId::cboModify2);
     UpdateFormulaFrom("cboModify2");
 }
 
 void MainWindowState::cboModifyED2_Click() {
+    const Event event(*this, Event::Change);
     TakeChoice(ComboId::cboModifyED2);
     UpdateFormulaFrom("cboModifyED2");
 }
 
 void MainWindowState::chkModify1_Click(bool checked) {
+    const Event event(*this, Event::Change);
     chkModify1.checked = checked;
     editor_.Condition().modify1On = checked;
     if (checked) {
@@ -466,6 +523,7 @@ void MainWindowState::chkModify1_Click(bool checked) {
 }
 
 void MainWindowState::chkModify2_Click(bool checked) {
+    const Event event(*this, Event::Change);
     chkModify2.checked = checked;
     editor_.Condition().modify2On = checked;
     if (checked) {
@@ -479,34 +537,39 @@ void MainWindowState::chkModify2_Click(bool checked) {
 }
 
 void MainWindowState::txtTP1_Change(std::string text) {
-    editor_.Condition().tp1 = ReadBars(text);
-    txtTP1.text = std::move(text);
-    ArrangeControls();
-    UpdateFormulaFrom("txtTP1");
+    const Event event(*this, Event::Typing, "txtTP1");
+    if (TakeBars(txtTP1, std::move(text), editor_.Condition().tp1)) {
+        ArrangeControls();
+        UpdateFormulaFrom("txtTP1");
+    }
 }
 
 void MainWindowState::txtTP2_Change(std::string text) {
-    editor_.Condition().tp2 = ReadBars(text);
-    txtTP2.text = std::move(text);
-    UpdateFormulaFrom("txtTP2");
+    const Event event(*this, Event::Typing, "txtTP2");
+    if (TakeBars(txtTP2, std::move(text), editor_.Condition().tp2)) {
+        UpdateFormulaFrom("txtTP2");
+    }
 }
 
 void MainWindowState::txtModify1_Change(std::string text) {
-    editor_.Condition().modify1 = ReadNumber(text);
-    txtModify1.text = std::move(text);
-    UpdateFormulaFrom("txtModify1");
+    const Event event(*this, Event::Typing, "txtModify1");
+    if (TakeDecimal(txtModify1, std::move(text), editor_.Condition().modify1)) {
+        UpdateFormulaFrom("txtModify1");
+    }
 }
 
 void MainWindowState::txtModify2_Change(std::string text) {
-    editor_.Condition().modify2 = ReadNumber(text);
-    txtModify2.text = std::move(text);
-    UpdateFormulaFrom("txtModify2");
+    const Event event(*this, Event::Typing, "txtModify2");
+    if (TakeDecimal(txtModify2, std::move(text), editor_.Condition().modify2)) {
+        UpdateFormulaFrom("txtModify2");
+    }
 }
 
 void MainWindowState::txtVal1_Change(std::string text) {
-    editor_.Condition().value1 = ReadNumber(text);
-    txtVal1.text = std::move(text);
-    UpdateFormulaFrom("txtVal1");
+    const Event event(*this, Event::Typing, "txtVal1");
+    if (TakeDecimal(txtVal1, std::move(text), editor_.Condition().value1)) {
+        UpdateFormulaFrom("txtVal1");
+    }
 }
 
 int MainWindowState::txtTP1_KeyPress(int keyAscii) {
@@ -514,24 +577,36 @@ int MainWindowState::txtTP1_KeyPress(int keyAscii) {
     return (keyAscii >= '/' && keyAscii <= '9') || keyAscii == kBackspace ? keyAscii : 0;
 }
 
+// Leaving a field shows the number the condition holds, whatever was typed, and ends the
+// typing step.
 void MainWindowState::txtTP1_LostFocus() {
     txtTP1.text = std::to_string(TP1());
+    txtTP1.invalid.clear();
+    EndTyping();
 }
 
 void MainWindowState::txtTP2_LostFocus() {
     txtTP2.text = std::to_string(TP2());
+    txtTP2.invalid.clear();
+    EndTyping();
 }
 
 void MainWindowState::txtModify1_LostFocus() {
     txtModify1.text = FormatAflNumber(Modify1());
+    txtModify1.invalid.clear();
+    EndTyping();
 }
 
 void MainWindowState::txtModify2_LostFocus() {
     txtModify2.text = FormatAflNumber(Modify2());
+    txtModify2.invalid.clear();
+    EndTyping();
 }
 
 void MainWindowState::txtVal1_LostFocus() {
     txtVal1.text = FormatAflNumber(Value1());
+    txtVal1.invalid.clear();
+    EndTyping();
 }
 
 // The editor's start values: no indicator, current bar against 1 bar ago, no modifiers,
@@ -563,29 +638,58 @@ void MainWindowState::ResetEditor() {
 // ---- grid ----
 
 void MainWindowState::StartRow(const char* joiner) {
+    const Event event(*this, Event::Change);
     if (gridCount_ <= 0) {
         return;
     }
     const int last = gridCount_ - 1;
     const std::string pending = std::string(joiner) + " ";
     if (IsPendingRowText(MSFlexGrid1.Text(last))) {
-        MSFlexGrid1.rows[Index(last)] = pending;
+        if (MSFlexGrid1.rows[Index(last)] != pending) {
+            MSFlexGrid1.rows[Index(last)] = pending;
+            MarkChanged();
+        }
     } else {
         const int at = std::min(gridCount_, MSFlexGrid1.Rows());
         MSFlexGrid1.rows.insert(MSFlexGrid1.rows.begin() + at, pending);
         ++gridCount_;
+        MarkChanged();
     }
     gridOperator_ = joiner;
     gridMode_ = "ADD";
+    // The new row starts from a fresh condition; the last row's choices stay with it.
+    ShowTargetRow();
+}
+
+void MainWindowState::ShowTargetRow() {
+    const int last = gridCount_ - 1;
+    if (last < 0) {
+        MSFlexGrid1.row = 0;
+        return;
+    }
+    // Filling the controls is the program's doing: nothing is rewritten meanwhile, and the
+    // control with the focus keeps regenerating afterwards.
+    const std::string focus = std::exchange(currentControl_, std::string());
+    const ConditionRecord* record = editor_.Record(last);
+    if (!IsPendingRowText(MSFlexGrid1.Text(last)) && Loadable(record)) {
+        LoadRow(*record);
+    } else {
+        ResetEditor();
+    }
+    currentControl_ = focus;
+    MSFlexGrid1.row = last;
+    TakeJoinerOfLastRow();
 }
 
 void MainWindowState::MSFlexGrid1_RowColChange(int row) {
+    const Event event(*this, Event::Selection);
     if (row >= 0 && row < MSFlexGrid1.Rows()) {
         MSFlexGrid1.row = row;
     }
 }
 
 bool MainWindowState::MSFlexGrid1_MouseDown(int button, int row) {
+    const Event event(*this, Event::Selection);
     if ((button != 1 && button != 2) || row < 0 || row >= MSFlexGrid1.Rows()) {
         return false;
     }
@@ -597,6 +701,7 @@ bool MainWindowState::MSFlexGrid1_MouseDown(int button, int row) {
 }
 
 void MainWindowState::MSFlexGrid1_Click() {
+    const Event event(*this, Event::Selection);
     if (mouseDownHandled_) {
         mouseDownHandled_ = false;
         return;
@@ -609,15 +714,17 @@ void MainWindowState::SelectRow(int row, bool counts) {
     currentControl_.clear();
     if (counts) {
         selectedRow_ = row;
-        if (const ConditionRecord* record = editor_.Record(row);
-            record != nullptr && !record->IsEmptyRow()) {
+        // An unfinished row (an indicator and no comparison yet) loads too, to be finished.
+        if (const ConditionRecord* record = editor_.Record(row); Loadable(record)) {
             LoadRow(*record);
             gridMode_ = "EDIT";
+            MSFlexGrid1.row = row;
             return;
         }
     }
+    // A blank or new row: changes go to the last row, which the editor then shows.
     gridMode_ = "ADD";
-    TakeJoinerOfLastRow();
+    ShowTargetRow();
 }
 
 void MainWindowState::LoadRow(const ConditionRecord& record) {
@@ -685,6 +792,7 @@ bool MainWindowState::ContextMenu() {
 }
 
 void MainWindowState::ChangeBrackets(bool left, int step) {
+    const Event event(*this, Event::Change);
     ConditionRecord* record = TargetRecord();
     if (record == nullptr) {
         return;
@@ -699,6 +807,7 @@ void MainWindowState::ChangeBrackets(bool left, int step) {
 }
 
 void MainWindowState::SetJoinerOfTarget(const char* joiner) {
+    const Event event(*this, Event::Change);
     gridOperator_ = joiner;
     // A row being edited keeps its record's joiner when it is rewritten; the menu is the one
     // place that changes it, so the code follows the row's new word.
@@ -715,30 +824,34 @@ void MainWindowState::DeleteGridRow(int row) {
 }
 
 void MainWindowState::btnRemove_Click() {
+    const Event event(*this, Event::Change);
     const int current = MSFlexGrid1.row;
     if (MSFlexGrid1.Text(current).empty()) {
         return;
     }
+    MarkChanged();
     // A pending row that was never written has no record: only its grid row goes.
     if (Records().size() < Index(gridCount_) && current == gridCount_ - 1) {
         DeleteGridRow(current);
         --gridCount_;
-        if (gridMode_ == "ADD") {
-            TakeJoinerOfLastRow();
+        if (gridMode_ == "EDIT" && editor_.Record(selectedRow_) != nullptr) {
+            MSFlexGrid1.row = selectedRow_;
+        } else {
+            gridMode_ = "ADD";
+            ShowTargetRow();
         }
         return;
     }
     if (gridCount_ <= 1) {
-        btnClearAll_Click();
+        ClearAll();
         return;
     }
     DeleteGridRow(current);
     --gridCount_;
     if (gridCount_ == 1 && IsPendingRowText(MSFlexGrid1.Text(0))) {
-        btnClearAll_Click();
+        ClearAll();
         return;
     }
-    currentControl_.clear();
     gridMode_ = "ADD";
 
     if (current == 0) {
@@ -756,15 +869,26 @@ void MainWindowState::btnRemove_Click() {
         }
     }
     editor_.RemoveRow(current, gridCount_, MSFlexGrid1.rows[0]);
-    TakeJoinerOfLastRow();
     if (gridCount_ > 0) {
         AssembleFormula();
     }
+    ShowTargetRow();
 }
 
 void MainWindowState::btnClearAll_Click() {
-    currentControl_.clear();
+    const Event event(*this, Event::Change);
+    if (gridCount_ > 0 || !txtForumlae.text.empty() || !scanName_.empty()) {
+        MarkChanged();
+    }
+    ClearAll();
+}
+
+void MainWindowState::ClearAll() {
+    // Clearing is the program's filling of the controls; the control with the focus keeps
+    // regenerating afterwards, as a user who pressed Alt+C in it expects.
+    const std::string focus = std::exchange(currentControl_, std::string());
     ResetEditor();
+    currentControl_ = focus;
     txtForumlae = {};
     scanName_.clear();
     MSFlexGrid1.rows.assign(kClearedGridRows, std::string());
@@ -780,37 +904,53 @@ void MainWindowState::btnClearAll_Click() {
 // assembled again and no row is rewritten. (Rewriting the current row from the editor would
 // copy the editor's condition into a pending "AND " row, or over the last row after a
 // removal.)
-void MainWindowState::optExplore_Click() {
-    SetAnalysisType(0);
+void MainWindowState::ChooseRunOption(int& option, void (MainWindowState::*set)(int), int value) {
+    const Event event(*this, Event::Change);
+    if (option != value) {
+        MarkChanged();
+    }
+    (this->*set)(value);
     AssembleFormula();
+}
+
+void MainWindowState::optExplore_Click() {
+    ChooseRunOption(analysisType_, &MainWindowState::SetAnalysisType, 0);
 }
 
 void MainWindowState::optScanBuy_Click() {
-    SetAnalysisType(1);
-    AssembleFormula();
+    ChooseRunOption(analysisType_, &MainWindowState::SetAnalysisType, 1);
 }
 
 void MainWindowState::optScanSell_Click() {
-    SetAnalysisType(2);
-    AssembleFormula();
+    ChooseRunOption(analysisType_, &MainWindowState::SetAnalysisType, 2);
 }
 
 void MainWindowState::optAllTickers_Click() {
-    SetApplyTo(0);
-    AssembleFormula();
+    ChooseRunOption(applyTo_, &MainWindowState::SetApplyTo, 0);
 }
 
 void MainWindowState::OptCurrentTicker_Click() {
-    SetApplyTo(1);
-    AssembleFormula();
+    ChooseRunOption(applyTo_, &MainWindowState::SetApplyTo, 1);
 }
 
 void MainWindowState::OptUseFilter_Click() {
-    SetApplyTo(2);
-    AssembleFormula();
+    ChooseRunOption(applyTo_, &MainWindowState::SetApplyTo, 2);
+}
+
+// The range is no part of the formula text: nothing to assemble.
+void MainWindowState::ChooseRange(int value) {
+    const Event event(*this, Event::Change);
+    if (scanRange_ != value) {
+        MarkChanged();
+    }
+    SetScanRange(value);
 }
 
 void MainWindowState::txtRange_Change(std::string text) {
+    const Event event(*this, Event::Typing, "txtRange");
+    if (text != scanRangeNumber_) {
+        MarkChanged();
+    }
     scanRangeNumber_ = text;
     txtRange.text = std::move(text);
 }
@@ -820,10 +960,27 @@ void MainWindowState::txtRange_LostFocus() {
     const std::optional<double> value = ReadRange(scanRangeNumber_);
     if (!value) {
         txtRange_Change("1");
-        return;
+    } else {
+        const double whole = std::min(std::fabs(std::nearbyint(*value)), double{kMaxWhole});
+        txtRange_Change(std::to_string(static_cast<std::int32_t>(whole)));
     }
-    const double whole = std::min(std::fabs(std::nearbyint(*value)), double{kMaxWhole});
-    txtRange_Change(std::to_string(static_cast<std::int32_t>(whole)));
+    EndTyping();
+}
+
+// ---- the filter ----
+
+void MainWindowState::FilterChosen(std::string expression) {
+    const Event event(*this, Event::Change);
+    if (expression != filterExpression_) {
+        MarkChanged();
+    }
+    filterExpression_ = std::move(expression);
+    AssembleFormula();
+}
+
+void MainWindowState::FilterReloaded(std::string expression) {
+    filterExpression_ = std::move(expression);
+    AssembleFormula();
 }
 
 } // namespace marlindex

@@ -9,6 +9,7 @@
 #pragma once
 
 #include "amibroker/Broker.h"
+#include "formula/ConditionCheck.h"
 #include "formula/ConditionEditor.h"
 #include "formula/ConditionRecord.h"
 #include "library/LibraryFile.h"
@@ -21,6 +22,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 namespace marlindex {
 
@@ -63,11 +65,10 @@ enum class ComboId {
     cboModifyED2
 };
 
-class MainWindowState {
-public:
-    // `settings` supplies the indicators' stored parameters; it must outlive the state.
-    explicit MainWindowState(CProgramSettings& settings);
-
+// The controls of the main window that make up what the user builds: the condition editor,
+// the condition grid with its context menu, the formula box and the run options. An undo step
+// brings all of them back at once.
+struct MainWindowControls {
     // ---- controls of the condition editor ----
     ComboBox cboIA1, cboED1, cboModify1, cboCO, cboCT, cboIA2, cboED2, cboModify2, cboModifyED2;
     TextBox txtTP1, txtModify1, txtTP2, txtModify2, txtVal1;
@@ -84,6 +85,12 @@ public:
     OptionButton optAllTickers, OptCurrentTicker, OptUseFilter;
     OptionButton optAllBars, OptLastBars, OptLastDays;
     TextBox txtRange;
+};
+
+class MainWindowState : public MainWindowControls {
+public:
+    // `settings` supplies the indicators' stored parameters; it must outlive the state.
+    explicit MainWindowState(CProgramSettings& settings);
 
     // ---- View menu switches ----
     MenuItem mMOS, mICWC, mWITB;
@@ -138,8 +145,45 @@ public:
     const ConditionRecordList& Records() const { return editor_.Records(); }
     const std::string& ConditionCode() const { return editor_.ConditionCode(); }
     const std::string& FilterExpression() const { return filterExpression_; }
-    // The filter dialog sets the expression and then calls AssembleFormula.
+    // Sets the expression without assembling the formula (a restored formula brings its own).
     void SetFilterExpression(std::string value) { filterExpression_ = std::move(value); }
+    // The filter dialog's OK: the formula takes the filter the user chose, as a step of its own.
+    void FilterChosen(std::string expression);
+    // The filter was read again (at start, after a switch of database): the formula takes it.
+    // This is no step of the user's, and leaves nothing unsaved.
+    void FilterReloaded(std::string expression);
+
+    // ---- what the rows still lack (MainWindowChecks.cpp) ----
+    // Unfinished rows, brackets that do not balance and values an indicator never reaches, of
+    // the rows in use.
+    std::vector<RowIssue> RowIssues() const;
+    // The value field's warning: a value indicator 1 never reaches; "" for none.
+    std::string ValueWarningText() const;
+    // The status line: the row the next change goes to and what that row still lacks.
+    std::string StatusText() const;
+    // Which rows the grid marks, in a few words for the status line; "" for none.
+    std::string IssueSummary() const;
+    // One line per problem of the formula, naming its row, for Run, Save and Copy to put to the
+    // user; none when there is nothing to say. With `parse` the formula text is also read by
+    // the built-in engine's parser, whose first complaint is named by the row it is in.
+    std::vector<std::string> FormulaProblems(bool parse) const;
+
+    // ---- undo and unsaved changes (MainWindowHistory.cpp) ----
+    // Undo goes back one step at a time over every change of the rows, the run options and the
+    // filter, at most kUndoSteps; the formula comes back with them as it was.
+    static constexpr std::size_t kUndoSteps = 100;
+    bool CanUndo() const { return !undo_.empty(); }
+    bool CanRedo() const { return !redo_.empty(); }
+    void Undo();
+    void Redo();
+    // Changes since the formula was last saved, opened or started anew.
+    bool IsModified() const { return stateId_ != savedId_; }
+    // Unsaved changes worth asking about before they are discarded: an empty grid holds none.
+    bool HasUnsavedWork() const { return IsModified() && GridCount() > 0; }
+    // The formula as it stands is in the library.
+    void MarkSaved();
+    // A new or opened formula: nothing to undo, nothing unsaved.
+    void ForgetHistory();
 
     // How side 1's bar count reads: "the current period", "1 period ago", "n periods ago".
     std::string BarPhrase1() const;
@@ -231,9 +275,9 @@ public:
     void optAllTickers_Click();
     void OptCurrentTicker_Click();
     void OptUseFilter_Click();
-    void optAllBars_Click() { SetScanRange(0); }
-    void OptLastBars_Click() { SetScanRange(1); }
-    void OptLastDays_Click() { SetScanRange(2); }
+    void optAllBars_Click() { ChooseRange(0); }
+    void OptLastBars_Click() { ChooseRange(1); }
+    void OptLastDays_Click() { ChooseRange(2); }
     void txtRange_Change(std::string text);
     void txtRange_LostFocus();
 
@@ -297,7 +341,61 @@ private:
     // Which side-2 inputs the chosen comparison and target use, and the modifiers' states.
     void ArrangeControls();
     void ResetEditor();
+    // Clear All's work, as removing the last row and opening a formula do it too.
+    void ClearAll();
+    // A user's choice of a run option held in `option`; `set` also selects its button.
+    void ChooseRunOption(int& option, void (MainWindowState::*set)(int), int value);
+    void ChooseRange(int value);
     void WriteSwitch(MenuItem& item, const char* name);
+
+    // ---- undo (MainWindowHistory.cpp) ----
+    // The window's own values beside its controls (its private members of the same names), as
+    // an undo step brings them back.
+    struct Document {
+        std::string scanName;
+        int analysisType = 0;
+        int applyTo = 0;
+        int scanRange = 1;
+        std::string scanRangeNumber = "1";
+        int gridCount = 0;
+        std::string gridOperator = "AND";
+        std::string gridMode = "ADD";
+        int selectedRow = 0;
+        std::string filterExpression;
+    };
+    // Everything an undo step brings back; `id` names the state for the unsaved-changes mark.
+    struct Snapshot {
+        MainWindowControls controls;
+        ConditionEditor editor;
+        Document document;
+        std::uint64_t id = 0;
+    };
+    // Brackets one user event. The outermost one keeps the state the event started from and,
+    // when the event changed the formula, the rows, the run options or the filter, makes it an
+    // undo step. Typing in one field is one step: the state before the first key is kept, and
+    // the keys that follow add to the same step until the field is left or something else is
+    // done. Events that only select (a row, the focus) keep nothing.
+    class Event {
+    public:
+        enum Kind { Change, Typing, Selection };
+        Event(MainWindowState& window, Kind kind, const char* field = nullptr);
+        ~Event();
+        Event(const Event&) = delete;
+        Event& operator=(const Event&) = delete;
+
+    private:
+        MainWindowState& window_;
+        bool outermost_;
+    };
+    // The event under way changed what the user builds.
+    void MarkChanged();
+    Snapshot Capture() const;
+    void Restore(Snapshot snapshot);
+    // Typing in `field` ends: the next key there starts a new step.
+    void EndTyping() { typingField_ = nullptr; }
+    // The editor shows the row the next change writes into: the last row's condition, or a
+    // fresh one for a row started with AND or OR; the grid highlights that row.
+    void ShowTargetRow();
 
     CProgramSettings* settings_;
     ConditionEditor editor_;
@@ -315,6 +413,17 @@ private:
     std::string filterExpression_;
 
     bool mouseDownHandled_ = false; // the Click that follows a handled MouseDown does nothing
+
+    std::vector<Snapshot> undo_;
+    std::vector<Snapshot> redo_;
+    std::optional<Snapshot> before_; // the state the event under way started from
+    int eventDepth_ = 0;
+    bool eventChanged_ = false;
+    const char* eventField_ = nullptr;  // the field the event under way types in
+    const char* typingField_ = nullptr; // the field whose typing the last step holds
+    std::uint64_t stateId_ = 0;
+    std::uint64_t lastId_ = 0;
+    std::uint64_t savedId_ = 0;
 };
 
 } // namespace marlindex

@@ -2,6 +2,7 @@
 
 #include "about/AboutInfo.h"
 #include "about/frmAbout.h"
+#include "about/frmHelp.h"
 #include "filter/FilterTree.h"
 #include "filter/frmFilter.h"
 #include "library/FormulaComment.h"
@@ -16,7 +17,6 @@
 #include <QCloseEvent>
 #include <QComboBox>
 #include <QDate>
-#include <QDesktopServices>
 #include <QFontDatabase>
 #include <QGridLayout>
 #include <QGroupBox>
@@ -38,7 +38,6 @@
 #include <QTextCursor>
 #include <QTextEdit>
 #include <QToolBar>
-#include <QUrl>
 #include <QVBoxLayout>
 #include <filesystem>
 
@@ -89,16 +88,16 @@ void MirrorCombo(QComboBox* widget, const ComboBox& combo) {
     if (widget->currentIndex() != combo.selected) {
         widget->setCurrentIndex(combo.selected);
     }
-    widget->setEnabled(combo.enabled);
-    widget->setVisible(combo.visible);
+    // A box the condition does not use keeps its place, greyed, so the editor never changes
+    // height and the grid below it never moves under the mouse.
+    widget->setEnabled(combo.enabled && combo.visible);
 }
 
 void MirrorField(QLineEdit* widget, const TextBox& box) {
     if (widget->text() != Q(box.text)) {
         widget->setText(Q(box.text));
     }
-    widget->setEnabled(box.enabled);
-    widget->setVisible(box.visible);
+    widget->setEnabled(box.enabled && box.visible);
 }
 
 void MirrorAction(QAction* action, const MenuItem& item) {
@@ -187,20 +186,24 @@ frmMain::frmMain(MainWindowState& state, Services services, QWidget* parent)
 
     ConnectEditor();
     SetTabOrder();
-    if (services_.filter != nullptr) {
-        // The filter dialog publishes its expression on every load and after OK; only OK
-        // (regenerate) rebuilds the formula at once.
-        services_.filter->SetExpressionListener(
-            [this](const std::string& expression, bool regenerate) {
-                state_->SetFilterExpression(expression);
-                if (regenerate) {
-                    state_->AssembleFormula();
-                }
-            });
-        state_->SetFilterExpression(services_.filter->FilterExpression());
-    }
+    issues_ = Named(new QLabel, "lblIssues");
+    issues_->setStyleSheet(QStringLiteral("color: #b71c1c;"));
+    statusBar()->addPermanentWidget(issues_);
     rowStatus_ = Named(new QLabel, "lblRowStatus");
     statusBar()->addPermanentWidget(rowStatus_);
+    if (services_.filter != nullptr) {
+        // The filter dialog publishes its expression after every load (at start, after a
+        // switch of database) and after OK; the formula follows each at once, and only OK is
+        // a step of the user's.
+        services_.filter->SetExpressionListener([this](const std::string& expression, bool chosen) {
+            Handle([&](MainWindowState& w) {
+                chosen ? w.FilterChosen(expression) : w.FilterReloaded(expression);
+            });
+            ShowFilterNote();
+        });
+        state_->FilterReloaded(services_.filter->FilterExpression());
+        ShowFilterNote();
+    }
     resize(1060, 720);
     Mirror();
 }
@@ -261,6 +264,27 @@ void frmMain::BuildMenus() {
     });
     connect(mCopy_, &QAction::triggered, this, [this] { CopyFormula(); });
     connect(mExit_, &QAction::triggered, this, &QWidget::close);
+
+    QMenu* edit = menuBar()->addMenu(tr("&Edit"));
+    edit->setObjectName(QStringLiteral("mEdit"));
+    mUndo_ = Named(edit->addAction(tr("&Undo")), "mUndo");
+    mUndo_->setShortcut(QKeySequence::Undo);
+    mUndo_->setStatusTip(tr("Take back the last change of the conditions, options or filter"));
+    mRedo_ = Named(edit->addAction(tr("&Redo")), "mRedo");
+    // Ctrl+Y everywhere, and the platform's own redo key where that is another one (Ctrl+Y
+    // twice would make the key ambiguous and do nothing).
+    QList<QKeySequence> redoKeys{QKeySequence(Qt::CTRL | Qt::Key_Y)};
+    for (const QKeySequence& key : QKeySequence::keyBindings(QKeySequence::Redo)) {
+        if (!redoKeys.contains(key)) {
+            redoKeys.append(key);
+        }
+    }
+    mRedo_->setShortcuts(redoKeys);
+    mRedo_->setStatusTip(tr("Make the change taken back again"));
+    connect(mUndo_, &QAction::triggered, this,
+            [this] { Handle([](MainWindowState& w) { w.Undo(); }); });
+    connect(mRedo_, &QAction::triggered, this,
+            [this] { Handle([](MainWindowState& w) { w.Redo(); }); });
 
     QMenu* view = menuBar()->addMenu(tr("&View"));
     view->setObjectName(QStringLiteral("mView"));
@@ -362,6 +386,10 @@ QWidget* frmMain::BuildEditor() {
     txtVal1_ = NewField("txtVal1", 110);
     lblVal1_ = Named(new QLabel, "lblVal1");
 
+    // The bar label's caption changes with the comparison ("1st Bar:", "Bars:"); its width
+    // does not, so the field beside it stays where it is.
+    lblTP1_->setMinimumWidth(lblTP1_->fontMetrics().horizontalAdvance(QStringLiteral("1st Bar:")) +
+                             4);
     lblTP1_->setBuddy(txtTP1_);
     lblTP2_->setBuddy(txtTP2_);
     lblModify1_->setBuddy(txtModify1_);
@@ -371,7 +399,8 @@ QWidget* frmMain::BuildEditor() {
     txtTP2_->setToolTip(tr("Bars ago of indicator 2"));
     txtVal1_->setToolTip(tr("The value indicator 1 is compared with"));
 
-    auto* frame1 = Named(new QGroupBox(tr("Indicator 1")), "fraIndicator1");
+    // Alt+1, Alt+M and Alt+2 take the focus into the three frames.
+    auto* frame1 = Named(new QGroupBox(tr("Indicator &1")), "fraIndicator1");
     auto* grid1 = new QGridLayout(frame1);
     grid1->addWidget(cboIA1_, 0, 0, 1, 3);
     grid1->addWidget(cboED1_, 1, 0, 1, 3);
@@ -384,13 +413,13 @@ QWidget* frmMain::BuildEditor() {
     grid1->setColumnStretch(2, 1);
     grid1->setRowStretch(5, 1);
 
-    auto* frameCO = Named(new QGroupBox(tr("Comparison operator/type")), "fraComparison");
+    auto* frameCO = Named(new QGroupBox(tr("Co&mparison operator/type")), "fraComparison");
     auto* gridCO = new QVBoxLayout(frameCO);
     gridCO->addWidget(cboCO_);
     gridCO->addWidget(cboCT_);
     gridCO->addStretch(1);
 
-    auto* frame2 = Named(new QGroupBox(tr("Indicator 2")), "fraIndicator2");
+    auto* frame2 = Named(new QGroupBox(tr("Indicator &2")), "fraIndicator2");
     auto* grid2 = new QGridLayout(frame2);
     grid2->addWidget(cboIA2_, 0, 0, 1, 4);
     grid2->addWidget(cboED2_, 1, 0, 1, 4);
@@ -425,7 +454,11 @@ QWidget* frmMain::BuildGrid() {
     MSFlexGrid1_->setSelectionMode(QAbstractItemView::SingleSelection);
     MSFlexGrid1_->setEditTriggers(QAbstractItemView::NoEditTriggers);
     MSFlexGrid1_->setWordWrap(false);
-    MSFlexGrid1_->setToolTip(tr("Click a row to edit it; right-click for brackets and AND/OR"));
+    // One tab stop: Tab leaves the grid, the arrow keys move inside it.
+    MSFlexGrid1_->setTabKeyNavigation(false);
+    MSFlexGrid1_->setToolTip(
+        tr("Click a row, or move to it with the arrow keys, to edit it; right-click (or the "
+           "menu key) for brackets and AND/OR"));
     MSFlexGrid1_->viewport()->installEventFilter(this);
     MSFlexGrid1_->installEventFilter(this);
     connect(MSFlexGrid1_, &QTableWidget::cellClicked, this,
@@ -453,8 +486,13 @@ QWidget* frmMain::BuildGrid() {
             [this] { Handle([](MainWindowState& w) { w.btnOr_Click(); }); });
     connect(btnRemove_, &QPushButton::clicked, this,
             [this] { Handle([](MainWindowState& w) { w.btnRemove_Click(); }); });
-    connect(btnClearAll_, &QPushButton::clicked, this,
-            [this] { Handle([](MainWindowState& w) { w.btnClearAll_Click(); }); });
+    connect(btnClearAll_, &QPushButton::clicked, this, [this] {
+        if (files_ != nullptr) {
+            FileCommand([](MainWindowFiles& files) { files.btnClearAll_Click(); });
+        } else {
+            Handle([](MainWindowState& w) { w.btnClearAll_Click(); });
+        }
+    });
 
     auto* buttons = new QVBoxLayout;
     for (QPushButton* button : {btnAnd_, btnOr_, btnRemove_, btnClearAll_}) {
@@ -480,7 +518,7 @@ QWidget* frmMain::BuildRunOptions() {
         }
         return box;
     };
-    optExplore_ = Named(new QRadioButton(tr("&Exploration")), "optExplore");
+    optExplore_ = Named(new QRadioButton(tr("E&xploration")), "optExplore");
     optScanBuy_ = Named(new QRadioButton(tr("&Buy scan")), "optScanBuy");
     optScanSell_ = Named(new QRadioButton(tr("&Sell scan")), "optScanSell");
     optAllTickers_ = Named(new QRadioButton(tr("All &tickers")), "optAllTickers");
@@ -604,6 +642,17 @@ void frmMain::SetTabOrder() {
 bool frmMain::eventFilter(QObject* watched, QEvent* event) {
     const QString name = watched->objectName();
     switch (event->type()) {
+    case QEvent::ShortcutOverride: {
+        // Ctrl+Z in a field undoes the window's last change, as everywhere else in it, not
+        // the field's own typing: the field does not claim the key, so the menu's command
+        // gets it.
+        auto* key = static_cast<QKeyEvent*>(event);
+        if (key->matches(QKeySequence::Undo) || key->matches(QKeySequence::Redo) ||
+            key->keyCombination() == QKeyCombination(Qt::CTRL, Qt::Key_Y)) {
+            return true;
+        }
+        break;
+    }
     case QEvent::FocusIn:
         // The control the user works in is the one whose changes regenerate the formula.
         if (watched != MSFlexGrid1_ && watched != txtRange_ &&
@@ -649,6 +698,14 @@ bool frmMain::eventFilter(QObject* watched, QEvent* event) {
                 Handle([](MainWindowState& w) { w.MSFlexGrid1_Click(); });
                 return true;
             }
+            if (const std::optional<int> row = RowForKey(key->key())) {
+                // Moving to a row selects it, so the editor always shows the highlighted row.
+                Handle([row](MainWindowState& w) {
+                    w.MSFlexGrid1_RowColChange(*row);
+                    w.MSFlexGrid1_Click();
+                });
+                return true;
+            }
             if (key->key() == Qt::Key_Menu ||
                 (key->key() == Qt::Key_F10 && (key->modifiers() & Qt::ShiftModifier))) {
                 const int row = std::max(MSFlexGrid1_->currentRow(), 0);
@@ -678,18 +735,18 @@ bool frmMain::eventFilter(QObject* watched, QEvent* event) {
                 break;
             }
             bool popup = false;
+            // The state selects the row (a blank row stands for the last one) and the grid
+            // shows its choice: the grid does not move its own highlight, and the click that
+            // follows a mouse-down is given here.
             Handle([button, row, &popup](MainWindowState& w) {
                 popup = w.MSFlexGrid1_MouseDown(button, row);
+                w.MSFlexGrid1_Click();
             });
-            if (button == 2) {
-                // No click follows a right button; the mouse-down has done the selecting.
-                Handle([](MainWindowState& w) { w.MSFlexGrid1_Click(); });
-                MSFlexGrid1_->setFocus(Qt::MouseFocusReason);
-                if (popup) {
-                    ShowContextMenu(mouse->globalPosition().toPoint());
-                }
-                return true;
+            MSFlexGrid1_->setFocus(Qt::MouseFocusReason);
+            if (popup) {
+                ShowContextMenu(mouse->globalPosition().toPoint());
             }
+            return true;
         }
         break;
     default:
@@ -698,7 +755,43 @@ bool frmMain::eventFilter(QObject* watched, QEvent* event) {
     return QMainWindow::eventFilter(watched, event);
 }
 
+std::optional<int> frmMain::RowForKey(int key) const {
+    const int last = state_->GridCount() - 1;
+    if (last < 0) {
+        return std::nullopt;
+    }
+    const int page = std::max(MSFlexGrid1_->viewport()->height() /
+                                  std::max(MSFlexGrid1_->verticalHeader()->defaultSectionSize(), 1),
+                              1);
+    const int current = std::clamp(state_->MSFlexGrid1.row, 0, last);
+    switch (key) {
+    case Qt::Key_Up:
+        return std::max(current - 1, 0);
+    case Qt::Key_Down:
+        return std::min(current + 1, last);
+    case Qt::Key_PageUp:
+        return std::max(current - page, 0);
+    case Qt::Key_PageDown:
+        return std::min(current + page, last);
+    case Qt::Key_Home:
+        return 0;
+    case Qt::Key_End:
+        return last;
+    default:
+        return std::nullopt;
+    }
+}
+
 void frmMain::closeEvent(QCloseEvent* event) {
+    // Unsaved work is offered for saving first; Cancel keeps the window open.
+    if (files_ != nullptr) {
+        bool close = true;
+        FileCommand([&close](MainWindowFiles& files) { close = files.QueryClose(); });
+        if (!close) {
+            event->ignore();
+            return;
+        }
+    }
     state_->SaveRunSettings();
     QMainWindow::closeEvent(event);
 }
@@ -715,6 +808,15 @@ void frmMain::ShowContextMenu(const QPoint& globalPosition) {
 }
 
 void frmMain::Run() {
+    // Unfinished rows, and what the built-in engine's parser refuses, are named first.
+    bool goOn = true;
+    FileCommand([&goOn](MainWindowFiles& files) {
+        goOn = files.ConfirmFormula(MainWindowFiles::FormulaUse::Run);
+    });
+    if (!goOn) {
+        statusBar()->showMessage(tr("The formula was not run."));
+        return;
+    }
     RunServices services;
     services.broker = services_.broker;
     services.programFolder = services_.programFolder;
@@ -741,6 +843,14 @@ void frmMain::Run() {
 }
 
 void frmMain::CopyFormula() {
+    bool goOn = true;
+    FileCommand([&goOn](MainWindowFiles& files) {
+        goOn = files.ConfirmFormula(MainWindowFiles::FormulaUse::Copy);
+    });
+    if (!goOn) {
+        statusBar()->showMessage(tr("Nothing was copied."));
+        return;
+    }
     Handle([](MainWindowState& w) {
         w.mCopy_Click(
             [](const std::string& text) { QGuiApplication::clipboard()->setText(Q(text)); });
@@ -758,17 +868,24 @@ void frmMain::OpenHelpFile(const char* fileName, const QString& what) {
     std::vector<std::filesystem::path> folders(services_.helpFolders.begin(),
                                                services_.helpFolders.end());
     const auto file = FindHelpFile(folders, fileName);
-    if (!file || !QDesktopServices::openUrl(QUrl::fromLocalFile(Q(file->string())))) {
+    if (!file) {
         std::string looked;
         for (const std::string& folder : services_.helpFolders) {
             looked += "\n" + folder;
         }
         if (services_.prompts != nullptr) {
-            services_.prompts->Inform("Marlindex",
-                                      "The " + S(what) + " (" + fileName +
-                                          ") could not be opened. Looked in:" + looked);
+            services_.prompts->Inform("Marlindex", "The " + S(what) + " (" + fileName +
+                                                       ") is not installed with this copy of "
+                                                       "Marlindex. Looked in:" +
+                                                       looked);
         }
+        return;
     }
+    // The pages are shown by the program itself: no browser needs to be set up for them.
+    if (help_ == nullptr) {
+        help_ = new frmHelp(this);
+    }
+    help_->ShowPage(*file);
 }
 
 void frmMain::ShowFilter() {
@@ -778,6 +895,14 @@ void frmMain::ShowFilter() {
     frmFilter dialog(*services_.filter, *services_.prompts, this);
     dialog.exec();
     Mirror();
+}
+
+void frmMain::ShowFilterNote() {
+    if (services_.filter != nullptr) {
+        if (const std::string note = services_.filter->TakeLoadNote(); !note.empty()) {
+            statusBar()->showMessage(Q(note));
+        }
+    }
 }
 
 void frmMain::ShowPreferences() {
@@ -798,7 +923,11 @@ void frmMain::ShowAbout() {
 
 void frmMain::Mirror() {
     const MainWindowState& state = *state_;
-    setWindowTitle(Q(state.Caption()));
+    // "[*]" is where Qt puts the mark of unsaved changes.
+    setWindowTitle(Q(state.Caption()) + QStringLiteral("[*]"));
+    setWindowModified(state.HasUnsavedWork());
+    mUndo_->setEnabled(state.CanUndo());
+    mRedo_->setEnabled(state.CanRedo());
 
     const std::pair<QComboBox*, const ComboBox*> combos[] = {{cboIA1_, &state.cboIA1},
                                                              {cboED1_, &state.cboED1},
@@ -819,6 +948,11 @@ void frmMain::Mirror() {
     MirrorField(txtModify2_, state.txtModify2);
     MirrorField(txtVal1_, state.txtVal1);
     MirrorField(txtRange_, state.txtRange);
+    MarkField(txtTP1_, state.txtTP1.invalid, {});
+    MarkField(txtTP2_, state.txtTP2.invalid, {});
+    MarkField(txtModify1_, state.txtModify1.invalid, {});
+    MarkField(txtModify2_, state.txtModify2.invalid, {});
+    MarkField(txtVal1_, state.txtVal1.invalid, state.ValueWarningText());
     const std::pair<QLabel*, const Label*> labels[] = {{lblTP1_, &state.lblTP1},
                                                        {lblTP2_, &state.lblTP2},
                                                        {lblModify1_, &state.lblModify1},
@@ -828,7 +962,7 @@ void frmMain::Mirror() {
         widget->setText(Q(label->caption));
         widget->setEnabled(label->enabled);
     }
-    lblVal1_->setVisible(state.txtVal1.visible);
+    lblVal1_->setEnabled(state.lblVal1.enabled && state.txtVal1.visible);
     chkModify1_->setChecked(state.chkModify1.checked);
     chkModify1_->setEnabled(state.chkModify1.enabled);
     chkModify2_->setChecked(state.chkModify2.checked);
@@ -852,15 +986,11 @@ void frmMain::Mirror() {
         if (rows > 0 && MSFlexGrid1_->currentRow() != state.MSFlexGrid1.row) {
             MSFlexGrid1_->setCurrentCell(state.MSFlexGrid1.row, 0);
         }
+        MirrorRowMarks();
     }
     btnRemove_->setEnabled(!state.MSFlexGrid1.Text(state.MSFlexGrid1.row).empty());
-    if (state.GridCount() == 0) {
-        rowStatus_->setText(tr("Choose an indicator to start a condition"));
-    } else if (state.GridMode() == "EDIT") {
-        rowStatus_->setText(tr("Editing row %1").arg(state.SelectedRow() + 1));
-    } else {
-        rowStatus_->setText(tr("Adding to row %1").arg(state.GridCount()));
-    }
+    rowStatus_->setText(Q(state.StatusText()));
+    issues_->setText(Q(state.IssueSummary()));
     btnAnd_->setEnabled(state.GridCount() > 0);
     btnOr_->setEnabled(state.GridCount() > 0);
 
@@ -894,6 +1024,60 @@ void frmMain::Mirror() {
     mCopy_->setEnabled(!state.txtForumlae.text.empty());
 
     MirrorFormula();
+}
+
+void frmMain::MarkField(QLineEdit* field, const std::string& invalid, const std::string& warning) {
+    // The field's own tip comes back once the mark goes.
+    const char* kOwnTip = "marlindexOwnToolTip";
+    if (!field->property(kOwnTip).isValid()) {
+        field->setProperty(kOwnTip, field->toolTip());
+    }
+    const QString own = field->property(kOwnTip).toString();
+    QString style;
+    QString tip = own;
+    if (!invalid.empty()) {
+        style = QStringLiteral("QLineEdit { background: #fde0e0; border: 1px solid #c62828; }");
+        tip = Q(invalid);
+    } else if (!warning.empty()) {
+        style = QStringLiteral("QLineEdit { background: #fff3d6; border: 1px solid #b26a00; }");
+        tip = Q(warning) + QStringLiteral(".");
+    }
+    if (field->styleSheet() != style) {
+        field->setStyleSheet(style);
+    }
+    field->setToolTip(tip);
+    field->setProperty("marlindexMark", invalid.empty() ? (warning.empty() ? 0 : 2) : 1);
+}
+
+void frmMain::MirrorRowMarks() {
+    const MainWindowState& state = *state_;
+    std::vector<QString> tips(static_cast<std::size_t>(MSFlexGrid1_->rowCount()));
+    std::vector<bool> serious(tips.size(), false);
+    for (const RowIssue& issue : state.RowIssues()) {
+        const auto row = static_cast<std::size_t>(issue.row);
+        if (row >= tips.size()) {
+            continue;
+        }
+        tips[row] += (tips[row].isEmpty() ? QString() : QStringLiteral("\n")) +
+                     tr("Row %1: %2.").arg(issue.row + 1).arg(Q(issue.text));
+        serious[row] = serious[row] || issue.kind != RowIssueKind::Value;
+    }
+    const QIcon warning = style()->standardIcon(QStyle::SP_MessageBoxWarning);
+    const QIcon information = style()->standardIcon(QStyle::SP_MessageBoxInformation);
+    const QBrush plain = MSFlexGrid1_->palette().brush(QPalette::Text);
+    for (std::size_t row = 0; row < tips.size(); ++row) {
+        QTableWidgetItem* item = MSFlexGrid1_->item(static_cast<int>(row), 0);
+        if (item == nullptr) {
+            continue;
+        }
+        const bool marked = !tips[row].isEmpty();
+        item->setIcon(!marked ? QIcon() : serious[row] ? warning : information);
+        item->setToolTip(tips[row]);
+        item->setForeground(!marked        ? plain
+                            : serious[row] ? QBrush(QColor(0xb7, 0x1c, 0x1c))
+                                           : QBrush(QColor(0x8a, 0x5a, 0x00)));
+        item->setData(Qt::UserRole, marked ? (serious[row] ? 1 : 2) : 0);
+    }
 }
 
 void frmMain::MirrorFormula() {

@@ -7,9 +7,11 @@
 #include "startup/UserPrompts.h"
 
 #include <QMainWindow>
+#include <QPointer>
 #include <QString>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,6 +30,7 @@ class QToolBar;
 namespace marlindex {
 
 class FilterTree;
+class frmHelp;
 class MainWindowFiles;
 
 class frmMain : public QMainWindow {
@@ -79,6 +82,16 @@ private:
     void Handle(const std::function<void(MainWindowState&)>& stateEvent);
     void Mirror();
     void MirrorFormula();
+    // Marks a field that holds no number (red) or a value its indicator never reaches
+    // (amber), with the reason as its tool tip; its own tip comes back without a mark.
+    void MarkField(QLineEdit* field, const std::string& invalid, const std::string& warning);
+    // Unfinished rows and unbalanced brackets (warning sign, red) and values an indicator
+    // never reaches (information sign, amber), each with its reasons as the row's tip.
+    void MirrorRowMarks();
+    // The row an arrow or paging key moves the grid to; none for another key.
+    std::optional<int> RowForKey(int key) const;
+    // The status line says what the last load of the filter did unasked.
+    void ShowFilterNote();
     void ShowContextMenu(const QPoint& globalPosition);
     void Run();
     void CopyFormula();
@@ -119,10 +132,13 @@ private:
 
     // Menus and toolbar
     QAction *mNew_, *mOpen_, *mSave_, *mSaveAs_, *mCopy_, *mPreferences_, *mExit_;
+    QAction *mUndo_, *mRedo_;
     QAction *mMOS_, *mICWC_, *mWITB_;
     QAction *mHelpContents_, *mReadMe_, *mAbout_;
     QToolBar* Toolbar1_;
     QLabel* rowStatus_;
+    QLabel* issues_;
+    QPointer<frmHelp> help_;
 
     // The library commands (New, Open, Save, Save As, Copy); none without prompts to ask with.
     std::unique_ptr<MainWindowFiles> files_;

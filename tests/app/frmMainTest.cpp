@@ -12,17 +12,24 @@
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QDialog>
+#include <QGroupBox>
+#include <QLabel>
 #include <QComboBox>
 #include <QLineEdit>
 #include <QMenu>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QStatusBar>
 #include <QTableWidget>
 #include <QTest>
 #include <QTextBlock>
+#include <QTextBrowser>
 #include <QTextEdit>
 #include <QTimer>
 #include <QToolBar>
+#include <QUrl>
+#include <filesystem>
 #include <memory>
 
 using namespace marlindex;
@@ -288,6 +295,218 @@ private slots:
         QCOMPARE(settings_->ReadEntry("AnalysisType", ""), std::string("2"));
         QCOMPARE(settings_->ReadEntry("Range", ""), std::string("2"));
         QCOMPARE(settings_->ReadEntry("RangeNumber", ""), std::string("5"));
+    }
+
+    // ---- traps that lost or spoiled work ----
+
+    void afterOrTheEditorShowsTheNewRowAndTheOldRowKeepsItsValue() {
+        Choose("cboIA1", "RSI");
+        Choose("cboCO", "is less than");
+        Choose("cboCT", "Value");
+        Type("txtVal1", "40");
+        auto* orButton = Widget<QPushButton>("btnOr");
+        orButton->setFocus(Qt::TabFocusReason);
+        QTest::keyClick(orButton, Qt::Key_Space);
+
+        // The highlight, the editor and the status line all name row 2, and the value field
+        // (which belongs to row 1's condition) takes no digit for it.
+        QCOMPARE(Widget<QTableWidget>("MSFlexGrid1")->currentRow(), 1);
+        QCOMPARE(Widget<QComboBox>("cboIA1")->currentIndex(), -1);
+        QVERIFY(!Widget<QLineEdit>("txtVal1")->isEnabled());
+        QCOMPARE(Widget<QLabel>("lblRowStatus")->text(),
+                 QStringLiteral("Adding row 2 (OR): choose its indicator in Indicator 1."));
+        Choose("cboIA1", "RSI");
+        QCOMPARE(Widget<QTableWidget>("MSFlexGrid1")->item(0, 0)->text(),
+                 QStringLiteral("RSI(14) of the current bar is less than 40"));
+        QVERIFY(Widget<QLabel>("lblRowStatus")->text().startsWith(QStringLiteral("Editing row 2")));
+    }
+
+    void aFieldWithNoNumberIsMarkedAndTheFormulaStaysAsItWas() {
+        Choose("cboIA1", "RSI");
+        Choose("cboCO", "is less than");
+        Choose("cboCT", "Value");
+        Type("txtVal1", "30");
+        const QString before = Widget<QTextEdit>("txtForumlae")->toPlainText();
+        // Every keystroke of "abc" leaves no number: the formula keeps 30 throughout.
+        Type("txtVal1", "abc");
+        auto* value = Widget<QLineEdit>("txtVal1");
+        QCOMPARE(value->property("marlindexMark").toInt(), 1);
+        QVERIFY(value->toolTip().contains(QStringLiteral("is not a number")));
+        QCOMPARE(Widget<QTextEdit>("txtForumlae")->toPlainText(), before);
+
+        // A value RSI never reaches is accepted, with an amber mark and a marked row.
+        Type("txtVal1", "251");
+        QCOMPARE(value->property("marlindexMark").toInt(), 2);
+        QVERIFY(value->toolTip().contains(QStringLiteral("between 0 and 100")));
+        QCOMPARE(Widget<QTableWidget>("MSFlexGrid1")->item(0, 0)->data(Qt::UserRole).toInt(), 2);
+        Type("txtVal1", "25");
+        QCOMPARE(value->property("marlindexMark").toInt(), 0);
+        QCOMPARE(value->toolTip(), QStringLiteral("The value indicator 1 is compared with"));
+    }
+
+    void anUnfinishedRowIsMarkedAndRunAsksBeforeGoingOn() {
+        Choose("cboIA1", "RSI");
+        Choose("cboCO", "is less than");
+        auto* grid = Widget<QTableWidget>("MSFlexGrid1");
+        QCOMPARE(grid->item(0, 0)->data(Qt::UserRole).toInt(), 1);
+        QVERIFY(grid->item(0, 0)->toolTip().startsWith(QStringLiteral("Row 1: ")));
+        QCOMPARE(Widget<QLabel>("lblIssues")->text(),
+                 QStringLiteral("Row 1 needs a look: point at the marked row to see why."));
+        test::SaveScreenshot(*window_, QStringLiteral("main-window-unfinished-row"));
+
+        state_->mMOS.checked = false;
+        prompts_->answers.push_back(false);
+        QTest::mouseClick(Widget<QPushButton>("btnRun"), Qt::LeftButton);
+        QCOMPARE(prompts_->shown.size(), std::size_t{1});
+        QCOMPARE(QString::fromStdString(prompts_->shown[0].title),
+                 QStringLiteral("Unfinished formula"));
+        QVERIFY(prompts_->shown[0].text.starts_with("Row 1 \"RSI(14) of the current bar is less "
+                                                    "than\""));
+        QVERIFY(broker_->analysis.calls.empty());
+        QCOMPARE(window_->statusBar()->currentMessage(), QStringLiteral("The formula was not run."));
+
+        Choose("cboCT", "Value");
+        Type("txtVal1", "30");
+        QCOMPARE(grid->item(0, 0)->data(Qt::UserRole).toInt(), 0);
+        QCOMPARE(Widget<QLabel>("lblIssues")->text(), QString());
+    }
+
+    void clearAllNewAndCloseAskBeforeDiscardingWork() {
+        QVERIFY(!window_->isWindowModified());
+        BuildWorkedExample();
+        QVERIFY(window_->isWindowModified()); // the title's mark
+        auto* grid = Widget<QTableWidget>("MSFlexGrid1");
+
+        prompts_->choices.push_back(PromptAnswer::Cancel);
+        QTest::mouseClick(Widget<QPushButton>("btnClearAll"), Qt::LeftButton);
+        QCOMPARE(QString::fromStdString(prompts_->shown.back().text),
+                 QStringLiteral("The formula has changes that are not saved in the library.\r\n"
+                                "Save them before clearing all conditions?"));
+        QVERIFY(grid->item(1, 0)->text().startsWith(QStringLiteral("AND MA (Short)")));
+
+        prompts_->choices.push_back(PromptAnswer::Cancel);
+        Widget<QAction>("mNew")->trigger();
+        QVERIFY(grid->item(1, 0)->text().startsWith(QStringLiteral("AND MA (Short)")));
+
+        prompts_->choices.push_back(PromptAnswer::Cancel);
+        QVERIFY(!window_->close());
+        QVERIFY(window_->isVisible());
+
+        // Discarding clears, and Clear All itself can be undone.
+        prompts_->choices.push_back(PromptAnswer::No);
+        QTest::mouseClick(Widget<QPushButton>("btnClearAll"), Qt::LeftButton);
+        QCOMPARE(grid->item(0, 0)->text(), QString());
+        Widget<QAction>("mUndo")->trigger();
+        QVERIFY(grid->item(1, 0)->text().startsWith(QStringLiteral("AND MA (Short)")));
+        QCOMPARE(prompts_->shown.size(), std::size_t{4});
+    }
+
+    void ctrlZInAFieldUndoesTheWindowsLastChangeAndCtrlYRedoesIt() {
+        BuildWorkedExample();
+        auto* box = Widget<QTextEdit>("txtForumlae");
+        const QString built = box->toPlainText();
+        QVERIFY(!Widget<QAction>("mRedo")->isEnabled());
+        auto* bars = Widget<QLineEdit>("txtTP1");
+        QTest::keyClick(bars, Qt::Key_Z, Qt::ControlModifier);
+        QVERIFY(box->toPlainText() != built);
+        QVERIFY(Widget<QAction>("mRedo")->isEnabled());
+        QTest::keyClick(bars, Qt::Key_Y, Qt::ControlModifier);
+        QCOMPARE(box->toPlainText(), built);
+    }
+
+    // ---- layout and keyboard ----
+
+    void theEditorHoldsStillWhenAnIndicatorWithOptionsIsChosen() {
+        auto* grid = Widget<QTableWidget>("MSFlexGrid1");
+        const QRect before(grid->mapTo(window_.get(), QPoint(0, 0)), grid->size());
+        QVERIFY(!Widget<QComboBox>("cboED1")->isEnabled());
+        QVERIFY(Widget<QComboBox>("cboED1")->isVisible());
+        Choose("cboIA1", "MA (Short)");
+        QVERIFY(Widget<QComboBox>("cboED1")->isEnabled());
+        QTest::mouseClick(Widget<QCheckBox>("chkModify1"), Qt::LeftButton);
+        QApplication::processEvents();
+        QCOMPARE(QRect(grid->mapTo(window_.get(), QPoint(0, 0)), grid->size()), before);
+    }
+
+    void theGridIsOneTabStopWithArrowKeysInside() {
+        BuildWorkedExample();
+        auto* grid = Widget<QTableWidget>("MSFlexGrid1");
+        grid->setFocus(Qt::TabFocusReason);
+        QTest::keyClick(grid, Qt::Key_Home);
+        QCOMPARE(grid->currentRow(), 0);
+        QCOMPARE(Widget<QComboBox>("cboIA1")->currentText(), QStringLiteral("RSI"));
+        QTest::keyClick(grid, Qt::Key_Down);
+        QCOMPARE(grid->currentRow(), 1);
+        QCOMPARE(Widget<QComboBox>("cboIA1")->currentText(), QStringLiteral("MA (Short)"));
+        QTest::keyClick(grid, Qt::Key_Down); // no further than the last row
+        QCOMPARE(grid->currentRow(), 1);
+        QTest::keyClick(grid, Qt::Key_Tab);
+        QVERIFY(QApplication::focusWidget() != grid);
+    }
+
+    void altShortcutsReachTheThreeEditorFrames() {
+        const std::pair<Qt::Key, const char*> frames[] = {
+            {Qt::Key_1, "fraIndicator1"}, {Qt::Key_M, "fraComparison"}, {Qt::Key_2, "fraIndicator2"}};
+        Choose("cboIA1", "RSI"); // so that the third frame has something to take the focus
+        Choose("cboCO", "is less than");
+        Choose("cboCT", "Indicator");
+        for (const auto& [key, name] : frames) {
+            Widget<QTableWidget>("MSFlexGrid1")->setFocus(Qt::TabFocusReason);
+            QTest::keyClick(window_.get(), key, Qt::AltModifier);
+            QVERIFY2(Widget<QGroupBox>(name)->isAncestorOf(QApplication::focusWidget()), name);
+        }
+    }
+
+    // ---- the filter and help ----
+
+    void aReloadedFilterReachesTheFormulaAtOnceAndTheQuestionNamesTheFile() {
+        BuildWorkedExample();
+        QTest::mouseClick(Widget<QRadioButton>("OptUseFilter"), Qt::LeftButton);
+        auto* box = Widget<QTextEdit>("txtForumlae");
+        QVERIFY(box->toPlainText().startsWith(QStringLiteral("Filter = ( MarketID(1)")));
+        test::WriteBytes(folder_->path() / "tempFilter.txt", "damaged");
+        prompts_->answers.push_back(false); // no backup
+        QVERIFY(filter_->Form_Load(*prompts_) == FilterLoadResult::Recreated);
+        QVERIFY(prompts_->shown.back().text.find("\"tempFilter.txt\" in the folder " +
+                                                 folder_->path().string()) != std::string::npos);
+        QVERIFY(box->toPlainText().startsWith(QStringLiteral("Filter = RSIa")));
+        QVERIFY(!window_->isWindowModified() || state_->HasUnsavedWork());
+    }
+
+    void helpOpensInTheProgramsOwnViewer() {
+        const auto docs = folder_->path() / "doc";
+        std::filesystem::create_directories(docs);
+        test::WriteBytes(docs / "user-guide.html",
+                         "<html><head><title>Marlindex user guide</title></head>"
+                         "<body><p>Building a condition</p></body></html>");
+        window_.reset();
+        frmMain::Services services;
+        services.prompts = prompts_.get();
+        services.helpFolders = {(folder_->path() / "nowhere").string(), docs.string()};
+        window_ = std::make_unique<frmMain>(*state_, services);
+        window_->show();
+        QVERIFY(QTest::qWaitForWindowExposed(window_.get()));
+        QApplication::setActiveWindow(window_.get());
+
+        QTest::keyClick(window_.get(), Qt::Key_F1);
+        auto* help = window_->findChild<QDialog*>(QStringLiteral("frmHelp"));
+        QVERIFY(help != nullptr);
+        QVERIFY(help->isVisible());
+        QCOMPARE(help->windowTitle(), QStringLiteral("Marlindex user guide"));
+        QVERIFY(help->findChild<QTextBrowser*>()->toPlainText().contains(
+            QStringLiteral("Building a condition")));
+        QVERIFY(prompts_->shown.empty());
+        // The screenshot shows the project's own guide (beside the screenshots' folder).
+        if (const QByteArray shots = qgetenv("MARLINDEX_SCREENSHOT_DIR"); !shots.isEmpty()) {
+            help->findChild<QTextBrowser*>()->setSource(QUrl::fromLocalFile(
+                QString::fromLocal8Bit(shots) + QStringLiteral("/../user-guide.html")));
+            test::SaveScreenshot(*help, QStringLiteral("help-viewer"));
+        }
+
+        // The read-me is not there: the message says so instead of blaming a browser.
+        Widget<QAction>("mReadMe")->trigger();
+        QCOMPARE(prompts_->shown.size(), std::size_t{1});
+        QVERIFY(prompts_->shown[0].text.find("is not installed") != std::string::npos);
     }
 };
 

@@ -10,6 +10,7 @@
 #include <QAction>
 #include <QApplication>
 #include <QClipboard>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
@@ -127,13 +128,81 @@ private slots:
         QCOMPARE(item->text(0), QStringLiteral("Sell Signals"));
         QCOMPARE(prompts.shown.back().text, std::string("You must enter a valid folder name."));
         item->setText(0, QStringLiteral("Exits"));
-        QCOMPARE(ReadLibrary(test::ReadBytes(file))->folders[2].name, std::string("Exits"));
+        QVERIFY2(!std::filesystem::exists(file), "written with the save");
 
         QApplication::clipboard()->setText(QStringLiteral("pasted"));
         Child<QAction>(form, "mPaste")->trigger();
         QCOMPARE(Child<QPlainTextEdit>(form, "RichTextBox1")->toPlainText(),
                  QStringLiteral("pasted"));
         QCOMPARE(browser->RichTextBox1.text, std::string("pasted"));
+
+        tree->setCurrentItem(Find(tree, QStringLiteral("Exits")));
+        QTest::keyClicks(Child<QLineEdit>(form, "Text1"), "Trail");
+        QTest::mouseClick(Child<QPushButton>(form, "btnOK"), Qt::LeftButton);
+        const Library saved = *ReadLibrary(test::ReadBytes(file));
+        QCOMPARE(saved.folders[2].name, std::string("Exits"));
+        QCOMPARE(saved.formulas.size(), std::size_t{1});
+    }
+
+    // Deleting asks, and nothing is written until Open; Escape leaves the library as it was.
+    void deletingWaitsForOkAndEscapeKeepsTheLibrary() {
+        WriteSampleLibrary();
+        const std::string before = test::ReadBytes(file);
+        auto browser = Load(kModeOpen, "Open File", "&Open");
+        frmOpenSave form(*browser, prompts);
+        form.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&form));
+        auto* tree = Child<QTreeWidget>(form, "TreeView1");
+        tree->setCurrentItem(Find(tree, QStringLiteral("Volume spike")));
+        Child<QAction>(form, "mDelete")->trigger();
+        QCOMPARE(prompts.shown.back().kind, std::string("ask"));
+        QCOMPARE(prompts.shown.back().text,
+                 std::string("Delete the formula \"Volume spike\"?\r\nIt goes from the library "
+                             "when you press Open; Cancel keeps it."));
+        QVERIFY(Find(tree, QStringLiteral("Volume spike")) == nullptr);
+        QCOMPARE(test::ReadBytes(file), before);
+        QTest::keyClick(&form, Qt::Key_Escape);
+        QCOMPARE(form.result(), int(QDialog::Rejected));
+        QCOMPARE(test::ReadBytes(file), before);
+        QVERIFY(window.restored.empty());
+    }
+
+    // Open with a folder selected asks for a formula, in words that fit opening.
+    void openWithoutAFormulaAsksForOne() {
+        WriteSampleLibrary();
+        auto browser = Load(kModeOpen, "Open File", "&Open");
+        frmOpenSave form(*browser, prompts);
+        auto* tree = Child<QTreeWidget>(form, "TreeView1");
+        tree->setCurrentItem(Find(tree, QStringLiteral("Explorations")));
+        QTest::mouseClick(Child<QPushButton>(form, "btnOK"), Qt::LeftButton);
+        QCOMPARE(prompts.shown.back().title, std::string("Open File"));
+        QCOMPARE(prompts.shown.back().text,
+                 std::string("Select the formula to open in the list, then press Open."));
+        QVERIFY(form.result() != int(QDialog::Accepted));
+        QVERIFY(!Child<QLabel>(form, "lblNameRules")->isVisibleTo(&form));
+    }
+
+    // The name rules stand beside the name box, and a name that breaks them says how.
+    void theNameRulesShowBesideTheName() {
+        auto browser = Load(kModeSave, "Save scan as", "&Save");
+        frmOpenSave form(*browser, prompts);
+        form.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&form));
+        auto* rules = Child<QLabel>(form, "lblNameRules");
+        auto* problem = Child<QLabel>(form, "lblNameProblem");
+        QVERIFY(rules->isVisible());
+        QCOMPARE(rules->text(), QString::fromLatin1(kNameRules));
+        QVERIFY(!problem->isVisible());
+        QTest::keyClicks(Child<QLineEdit>(form, "Text1"), "3 day.dip");
+        QVERIFY(problem->isVisible());
+        QCOMPARE(problem->text(), QStringLiteral("A name does not start with a digit."));
+        auto* name = Child<QLineEdit>(form, "Text1");
+        name->selectAll();
+        QTest::keyClicks(name, "Dip.2");
+        QCOMPARE(problem->text(), QStringLiteral("\".\" cannot be part of a name."));
+        name->selectAll();
+        QTest::keyClicks(name, "Dip 2");
+        QVERIFY(!problem->isVisible());
     }
 
     void screenshot() {

@@ -35,9 +35,10 @@ TEST_F(CliTest, GenerateWritesTheFormulaBoxTextAndNothingElse) {
     EXPECT_EQ(result.err, "");
 
     const Result rows = RunTool({"generate", "--describe", "--registry", NoRegistry(), "-"}, kScan);
-    EXPECT_EQ(rows.out, "RSI of the current bar is less than 30\n"
-                        "OR MA (Short) Simple crosses above MA (Long) Simple on or after the "
-                        "previous 3 bars\n");
+    EXPECT_EQ(rows.out,
+              "RSI(14) of the current bar is less than 30\n"
+              "OR MA (Short) Simple(5) crosses above MA (Long) Simple(50) on or after the "
+              "previous 3 bars\n");
 }
 
 TEST_F(CliTest, GenerateReadsIndicatorDefaultsFromTheSettingsFile) {

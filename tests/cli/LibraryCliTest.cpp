@@ -153,7 +153,7 @@ TEST_F(LibraryCliTest, ExportAflWritesEveryFormulaWithItsCommentForAmiBroker) {
 
     const std::string afl = test::ReadBytes(first);
     EXPECT_EQ(afl.rfind("/* Create date: ", 0), 0u);
-    EXPECT_NE(afl.find("\r\nRSI of the current bar is less than 30 OR ("), std::string::npos);
+    EXPECT_NE(afl.find("\r\nRSI(14) of the current bar is less than 30 OR ("), std::string::npos);
     const std::string formula =
         test::RunTool({"library", "--library", LibraryPath(folder_.path()).string(), "show",
                        "Buy Signals", "Oversold"})

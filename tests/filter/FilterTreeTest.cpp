@@ -27,8 +27,8 @@ const std::string kSampleLoaded = "(( MarketID(1) == \"NYSE\"\r\n"
 class FilterTreeTest : public ::testing::Test {
 protected:
     FilterTreeTest() {
-        tree.SetExpressionListener([this](const std::string& expression, bool regenerate) {
-            published.emplace_back(expression, regenerate);
+        tree.SetExpressionListener([this](const std::string& expression, bool chosen) {
+            published.emplace_back(expression, chosen);
         });
     }
     fs::path File() const { return folder / "tempFilter.txt"; }
@@ -74,21 +74,22 @@ TEST_F(FilterTreeTest, LoadBuildsTheTreeAndTheExpressionFromTheFile) {
     EXPECT_TRUE(prompts.shown.empty());
 }
 
-TEST_F(FilterTreeTest, AMissingOrDamagedFileIsRecreatedAfterTheQuestion) {
-    prompts.answers = {true};
-    EXPECT_EQ(tree.Form_Load(prompts), FilterLoadResult::Recreated);
-    ASSERT_EQ(prompts.shown.size(), 1u);
-    EXPECT_EQ(prompts.shown[0].title, "Configuration File Error");
-    EXPECT_EQ(prompts.shown[0].text,
-              "There was an error with the configuration file. It will be re-created.\r\n"
-              "Would you like to backup your old file?");
-    EXPECT_EQ(prompts.shown[0].icon, PromptIcon::Critical);
+TEST_F(FilterTreeTest, AMissingFileIsCreatedUnaskedAndSaidSo) {
+    EXPECT_EQ(tree.Form_Load(prompts), FilterLoadResult::Created);
+    EXPECT_TRUE(prompts.shown.empty()) << "a new database simply has no filter file yet";
+    EXPECT_EQ(tree.TakeLoadNote(), "There was no filter file in " + folder.path().string() +
+                                       "; one with the default lists was created.");
+    EXPECT_EQ(tree.TakeLoadNote(), "");
     EXPECT_FALSE(fs::exists(folder / "tempFilter.bak")) << "there was nothing to back up";
+    EXPECT_EQ(test::ReadBytes(File()), FormatFilterFile(DefaultFilterContents()));
     EXPECT_EQ(tree.TreeView1.categories[4].items.size(), 64u);
     EXPECT_EQ(Text("W63"), "Watchlist 63");
     EXPECT_EQ(Text("I1"), "Industry 2");
     EXPECT_EQ(tree.FilterExpression(), "");
+    EXPECT_EQ(published, (decltype(published){{"", false}}));
+}
 
+TEST_F(FilterTreeTest, ADamagedFileIsRecreatedAfterTheQuestionThatNamesIt) {
     const std::string truncated = "[Markets]\r\n1\tNYSE\r\n[Groups]\r\n";
     for (const bool yes : {false, true}) {
         test::WriteBytes(File(), truncated);
@@ -97,6 +98,18 @@ TEST_F(FilterTreeTest, AMissingOrDamagedFileIsRecreatedAfterTheQuestion) {
         EXPECT_EQ(fs::exists(folder / "tempFilter.bak"), yes);
     }
     EXPECT_EQ(test::ReadBytes(folder / "tempFilter.bak"), truncated);
+    ASSERT_EQ(prompts.shown.size(), 2u);
+    EXPECT_EQ(prompts.shown[0].title, "Configuration File Error");
+    EXPECT_EQ(prompts.shown[0].icon, PromptIcon::Critical);
+    const std::string& text = prompts.shown[0].text;
+    EXPECT_TRUE(text.starts_with("There was an error with the configuration file "
+                                 "\"tempFilter.txt\" in the folder " +
+                                 folder.path().string() +
+                                 ". It will be re-created.\r\nWould you like to backup your "
+                                 "old file?\r\n\r\nWhat is wrong: "))
+        << text;
+    EXPECT_NE(text.find("[Sectors]"), std::string::npos) << "what was missing: " << text;
+    EXPECT_EQ(Text("M0"), "Market 1");
 }
 
 TEST_F(FilterTreeTest, NoDamagedFileIsLostWithoutTheUsersSay) {
@@ -143,7 +156,7 @@ TEST_F(FilterTreeTest, TheContextMenuKeepsWatchlistsFixed) {
         EXPECT_FALSE(tree.mAdd.enabled || tree.mDelete.enabled) << key;
         EXPECT_EQ(tree.TreeView1.selectedKey, key);
         tree.mAdd_Click();
-        tree.mDelete_Click();
+        tree.mDelete_Click(prompts);
     }
     EXPECT_EQ(tree.TreeView1.categories[4].items.size(), 4u);
     EXPECT_TRUE(RightClick("G0"));
@@ -153,10 +166,17 @@ TEST_F(FilterTreeTest, TheContextMenuKeepsWatchlistsFixed) {
     EXPECT_EQ(tree.CurrentNode(), "R");
 }
 
-TEST_F(FilterTreeTest, KeysAreNotRenumberedAfterDeleteAndAdd) {
+TEST_F(FilterTreeTest, DeletingAsksFirstAndKeysAreNotRenumberedAfterDeleteAndAdd) {
     LoadSample();
     RightClick("M1");
-    tree.mDelete_Click();
+    prompts.answers = {false};
+    tree.mDelete_Click(prompts);
+    EXPECT_EQ(Text("M1"), "NASDAQ") << "No keeps the item";
+    ASSERT_EQ(prompts.shown.size(), 1U);
+    EXPECT_EQ(prompts.shown[0].text, "Delete \"NASDAQ\" from Markets?\r\nThe filter file changes "
+                                     "when you press OK; Cancel keeps it.");
+    tree.mDelete_Click(prompts);
+    EXPECT_EQ(tree.TreeView1.FindItem("M1"), nullptr);
     EXPECT_EQ(tree.TreeView1.selectedKey, "M2") << "the item that took its place";
     RightClick("M");
     tree.mAdd_Click();
@@ -166,7 +186,7 @@ TEST_F(FilterTreeTest, KeysAreNotRenumberedAfterDeleteAndAdd) {
 
     // Deleting the last item selects the category; the emptied category starts at 0 again.
     RightClick("G0");
-    tree.mDelete_Click();
+    tree.mDelete_Click(prompts);
     EXPECT_EQ(tree.TreeView1.selectedKey, "G");
     tree.mAdd_Click();
     EXPECT_EQ(Text("G0"), "New Groups");
@@ -234,7 +254,7 @@ TEST_F(FilterTreeTest, ADatabaseSwitchSavesTheOldFolderThenLoadsTheNewOne) {
     EXPECT_NE(test::ReadBytes(File()).find("\r\n1\tNASDAQ\r\n"), std::string::npos);
     EXPECT_EQ(Text("M0"), "Market 1");
     ASSERT_EQ(published.size(), 3u);
-    EXPECT_TRUE(published[1].second) << "the save regenerates the formula";
+    EXPECT_TRUE(published[1].second) << "the save is the user's choice";
     EXPECT_EQ(published[2], std::make_pair(std::string(), false));
 }
 
@@ -242,12 +262,10 @@ TEST_F(FilterTreeTest, TheMainWindowFormulaTakesTheFilterOnlyWhenUsingIt) {
     MemoryHive hive;
     CProgramSettings settings = CProgramSettings::ForMarlindex(hive);
     MainWindowState w(settings);
-    // The main window's wiring: a load only sets the expression, OK also regenerates.
-    tree.SetExpressionListener([&w](const std::string& expression, bool regenerate) {
-        w.SetFilterExpression(expression);
-        if (regenerate) {
-            w.AssembleFormula();
-        }
+    // The main window's wiring: the formula follows every load and every OK; only OK is a
+    // step the user can undo.
+    tree.SetExpressionListener([&w](const std::string& expression, bool chosen) {
+        chosen ? w.FilterChosen(expression) : w.FilterReloaded(expression);
     });
     LoadSample();
     w.cboIA1_GotFocus();
@@ -271,6 +289,21 @@ TEST_F(FilterTreeTest, TheMainWindowFormulaTakesTheFilterOnlyWhenUsingIt) {
                                   "AND GroupID(1)  != \"Funds\"\r\n"
                                   "AND InWatchList(3) == 0 )\r\n"
                                   "AND RSIa( Close, 14 ) < 30;");
+
+    const std::string chosen = w.txtForumlae.text;
+    w.Undo();
+    EXPECT_EQ(w.txtForumlae.text, "Buy = " + kSampleLoaded + "\r\nAND RSIa( Close, 14 ) < 30;");
+    w.Redo();
+    EXPECT_EQ(w.txtForumlae.text, chosen);
+
+    // A switch of database reads the new folder's filter, and the formula follows at once.
+    test::TempFolder other;
+    test::WriteBytes(other.path() / "tempFilter.txt",
+                     "[Markets]\r\n1\tLSE\r\n[Groups]\r\n[Sectors]\r\n[Industries]\r\n"
+                     "[Watchlists]\r\n");
+    tree.ChangeDatabase(other.path(), prompts);
+    EXPECT_EQ(w.txtForumlae.text,
+              "Buy = ( MarketID(1) == \"LSE\" )\r\nAND RSIa( Close, 14 ) < 30;");
 
     w.optAllTickers_Click();
     EXPECT_EQ(w.txtForumlae.text, "Buy = RSIa( Close, 14 ) < 30;");

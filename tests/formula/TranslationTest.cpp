@@ -187,7 +187,7 @@ TEST_F(TranslationTest, UnfinishedConditionsGiveNoCode) {
     s.indicator1 = 16;
     const auto noComparison = Translate(s);
     EXPECT_EQ(noComparison.expression, "");
-    EXPECT_EQ(noComparison.description, "RSI of the current bar");
+    EXPECT_EQ(noComparison.description, "RSI(14) of the current bar");
     s.comparison = 99;
     EXPECT_EQ(Translate(s).expression, "") << "an id outside the catalogue is not trusted";
 }
@@ -263,35 +263,53 @@ TEST_F(TranslationTest, EveryCatalogueCombinationYieldsCompleteAfl) {
     EXPECT_GT(combinations, 3000);
 }
 
-TEST(DescribeCondition, PhrasesFollowTheComparisonFamily) {
-    EXPECT_EQ(DescribeCondition(AgainstValue(16, 3, 30, 0)),
-              "RSI of the current bar is less than 30");
-    EXPECT_EQ(
-        DescribeCondition(Versus(8, "Simple", 4, 9, "Exponential", 1, 2)),
-        "MA (Medium) Simple of 1 bar ago is greater than MA (Long) Exponential of 2 bars ago");
-    EXPECT_EQ(DescribeCondition(Versus(7, "Simple", 5, 9, "Simple", 1, 1)),
-              "MA (Short) Simple has been above MA (Long) Simple for the previous 1 bar");
-    EXPECT_EQ(DescribeCondition(AgainstValue(16, 7, 50, 6)),
-              "RSI has equalled 50 within the last 6 bars");
-    EXPECT_EQ(DescribeCondition(AgainstValue(16, 9, 50, 1)),
-              "RSI has been greater than 50 within the last 1 bar");
-    EXPECT_EQ(DescribeCondition(AgainstValue(24, 11, 80, 20)),
-              "MFI highest it has been for the previous 20 bars")
+TEST_F(TranslationTest, DescriptionsFollowTheComparisonFamily) {
+    const auto describe = [this](const EditorState& s) { return Translate(s).description; };
+    EXPECT_EQ(describe(AgainstValue(16, 3, 30, 0)), "RSI(14) of the current bar is less than 30");
+    EXPECT_EQ(describe(Versus(8, "Simple", 4, 9, "Exponential", 1, 2)),
+              "MA (Medium) Simple(30) of 1 bar ago is greater than MA (Long) Exponential(50) of "
+              "2 bars ago");
+    EXPECT_EQ(describe(Versus(7, "Simple", 5, 9, "Simple", 1, 1)),
+              "MA (Short) Simple(5) has been above MA (Long) Simple(50) for the previous 1 bar");
+    EXPECT_EQ(describe(AgainstValue(16, 7, 50, 6)),
+              "RSI(14) has equalled 50 within the last 6 bars");
+    EXPECT_EQ(describe(AgainstValue(16, 9, 50, 1)),
+              "RSI(14) has been greater than 50 within the last 1 bar");
+    EXPECT_EQ(describe(AgainstValue(24, 11, 80, 20)),
+              "MFI(14) highest it has been for the previous 20 bars")
         << "over a period the extreme is the indicator's own, not the value";
-    EXPECT_EQ(DescribeCondition(AgainstValue(24, 11, 80, 0)),
-              "MFI highest it has been 80 on the current bar");
-    EXPECT_EQ(DescribeCondition(Versus(7, "Simple", 0, 9, "Simple", 1, 1)),
-              "MA (Short) Simple crosses above MA (Long) Simple on or after the previous bar");
-    EXPECT_EQ(DescribeCondition(Versus(7, "Simple", 1, 9, "Simple", 4, 1)),
-              "MA (Short) Simple crosses below MA (Long) Simple on or after the previous 4 bars");
+    EXPECT_EQ(describe(AgainstValue(24, 11, 80, 0)),
+              "MFI(14) highest it has been 80 on the current bar");
+    EXPECT_EQ(describe(Versus(7, "Simple", 0, 9, "Simple", 1, 1)),
+              "MA (Short) Simple(5) crosses above MA (Long) Simple(50) on or after the previous "
+              "bar");
+    EXPECT_EQ(describe(Versus(14, "Close", 1, 7, "Simple", 4, 1)),
+              "Price Close crosses below MA (Short) Simple(5) on or after the previous 4 bars");
 
     EditorState modified = Versus(7, "Exponential", 0, 8, "Weighted", 0, 1);
     modified.modify1On = true, modified.modify1Operation = kModifyMultiply, modified.modify1 = 2;
     modified.modify2On = true, modified.modify2Operation = kModifyDecrease, modified.modify2 = 10;
     modified.modify2Unit = kUnitPercent;
-    EXPECT_EQ(DescribeCondition(modified),
-              "MA (Short) Exponential multiplied by 2 crosses above MA (Medium) Weighted "
+    EXPECT_EQ(describe(modified),
+              "MA (Short) Exponential(5) multiplied by 2 crosses above MA (Medium) Weighted(30) "
               "decreased by 10% on the current bar");
+}
+
+// The words name the parameters the formula is computed with: stored preferences, all but
+// the usual Close, and nothing for an indicator without parameters.
+TEST_F(TranslationTest, DescriptionsNameTheParametersInUse) {
+    StorePreference(16, "2", "21");
+    StorePreference(3, "1", "High");
+    const auto rsi = Translate(AgainstValue(16, 3, 30, 0));
+    EXPECT_EQ(rsi.expression, "RSIa( Close, 21 ) < 30");
+    EXPECT_EQ(rsi.description, "RSI(21) of the current bar is less than 30");
+    EXPECT_EQ(DescribeCondition(AgainstValue(16, 3, 30, 0), settings_), rsi.description);
+    EXPECT_EQ(Translate(AgainstValue(3, 4, 100, 0)).description,
+              "Commodity Channel Index(High, 14) of the current bar is greater than 100");
+    EXPECT_EQ(Translate(AgainstValue(15, 4, 0, 0)).description,
+              "Rate Of Change(12, False) of the current bar is greater than 0");
+    EXPECT_EQ(Translate(AgainstValue(12, 4, 0, 0)).description,
+              "OBV of the current bar is greater than 0");
 }
 
 } // namespace

@@ -56,6 +56,13 @@ TEST(IsValidFileName, AcceptsTheWindowsReleaseCharactersOnly) {
          {"", "1st", "9", "a.b", "a*b", "a\\b", "a:b", "a\"b", "a+b", "a=b", "caf\u00e9", "a\tb"}) {
         EXPECT_FALSE(IsValidFileName(name)) << name;
     }
+    // The rules in words, as the dialog shows them beside the name box.
+    EXPECT_EQ(NameProblem("Dip #1"), "");
+    EXPECT_EQ(NameProblem(""), "Type a name.");
+    EXPECT_EQ(NameProblem("3 bars"), "A name does not start with a digit.");
+    EXPECT_EQ(NameProblem("dip.afl"), "\".\" cannot be part of a name.");
+    EXPECT_EQ(NameProblem("caf\u00e9"), "\"\u00e9\" cannot be part of a name.");
+    EXPECT_EQ(NameProblem("a\tb"), "A name cannot hold a TAB.");
 }
 
 TEST_F(LibraryBrowserTest, WithoutAFileTheThreeDefaultFoldersShow) {
@@ -154,45 +161,79 @@ TEST_F(LibraryBrowserTest, AFolderWithFormulasIsKeptUntilItIsEmpty) {
     b.mDelete_Click();
     EXPECT_EQ(LastMessage(), "File management | You cannot delete a folder that contains file. "
                              "Delete the files\r\nbefore continuing");
-    EXPECT_EQ(OnDisk().folders.size(), 2u);
 
     b.TreeView1_NodeClick("1Z");
     b.mDelete_Click();
+    EXPECT_EQ(LastMessage(), "File management | Delete the formula \"Dip\"?\r\nIt goes from "
+                             "the library when you press Open; Cancel keeps it.");
     EXPECT_EQ(b.TreeView1.selected, "1Z") << "the next formula moved up into its place";
     b.mDelete_Click();
     EXPECT_EQ(b.TreeView1.selected, "2X") << "no sibling left: the folder";
     b.mDelete_Click();
     EXPECT_EQ(b.TreeView1.selected, "7X");
-    const Library saved = OnDisk();
-    EXPECT_TRUE(saved.formulas.empty());
-    EXPECT_EQ(saved.folders, (std::vector<LibraryFolder>{{"Empty", 7}}));
+    EXPECT_EQ(OnDisk().formulas.size(), 2U) << "nothing is written before OK";
 
     b.TreeView1_NodeClick(kRootKey);
     EXPECT_FALSE(b.mDelete.enabled);
     b.mDelete_Click();
     EXPECT_EQ(b.TreeView1.nodes.size(), 2u);
+
+    // Nothing left to open: OK offers to keep the changes and close.
+    b.btnOK_Click();
+    EXPECT_EQ(LastMessage(), " | No formula is selected to open.\r\nKeep the changes made to "
+                             "the library and close?");
+    EXPECT_TRUE(b.Closed());
+    EXPECT_FALSE(b.Accepted());
+    const Library saved = OnDisk();
+    EXPECT_TRUE(saved.formulas.empty());
+    EXPECT_EQ(saved.folders, (std::vector<LibraryFolder>{{"Empty", 7}}));
+    EXPECT_TRUE(window.restored.empty());
 }
 
-TEST_F(LibraryBrowserTest, DeletingAFormulaKeepsTheWindowsRecordOnItsFormula) {
+TEST_F(LibraryBrowserTest, DeletionsWaitForOkAndCancelKeepsTheLibrary) {
     UseSample();
-    LibraryFormula third = OnDisk().formulas[0];
-    Library library = OnDisk();
-    library.StoreFormula(third, "7", 0);
-    ASSERT_TRUE(SaveLibraryFile(file, library));
-    window.record = {3, "7", "Dip"};
+    const std::string before = test::ReadBytes(file);
+    const std::string second = OnDisk().formulas[1].name;
 
     LibraryBrowser& b = Open(kModeOpen);
-    EXPECT_EQ(b.TreeView1.selected, "3Z") << "the dialog starts at the window's formula";
     b.TreeView1_NodeClick("1Z");
+    prompts.answers = {false};
     b.mDelete_Click();
-    EXPECT_EQ(window.record, (LibraryRecordRef{2, "7", "Dip"}));
-    EXPECT_EQ(OnDisk().formulas[1].rows[0].storedValue, Variant(std::int32_t{2}));
-    b.TreeView1_NodeClick("2Z");
+    EXPECT_EQ(b.TreeView1.nodes.size(), 5U) << "No keeps the formula";
     b.mDelete_Click();
-    EXPECT_EQ(window.record, LibraryRecordRef{});
+    EXPECT_EQ(b.TreeView1.nodes.size(), 4U);
+    EXPECT_TRUE(b.HasPendingChanges());
+    b.btnCancel_Click();
+    EXPECT_EQ(test::ReadBytes(file), before);
+
+    // Deleted, then another formula opened: both reach the file and the window.
+    LibraryBrowser& again = Open(kModeOpen);
+    again.TreeView1_NodeClick("1Z");
+    again.mDelete_Click();
+    again.TreeView1_NodeClick("1Z");
+    again.btnOK_Click();
+    EXPECT_TRUE(again.Accepted());
+    ASSERT_EQ(OnDisk().formulas.size(), 1U);
+    ASSERT_EQ(window.restored.size(), 1U);
+    EXPECT_EQ(window.restored[0].name, second);
+    EXPECT_EQ(window.record, (LibraryRecordRef{1, "2", second}));
 }
 
-TEST_F(LibraryBrowserTest, FoldersAreAddedAndRenamedInPlace) {
+TEST_F(LibraryBrowserTest, OpenWithNothingSelectedAsksForAFormula) {
+    Open(kModeOpen).Caption = "Open File";
+    browser->btnOK_Click();
+    EXPECT_EQ(LastMessage(), "Open File | The library holds no formulas to open yet.");
+    UseSample();
+    LibraryBrowser& b = Open(kModeOpen);
+    b.Caption = "Open File";
+    b.TreeView1_NodeClick("2X");
+    b.btnOK_Click();
+    EXPECT_EQ(LastMessage(),
+              "Open File | Select the formula to open in the list, then press Open.");
+    EXPECT_FALSE(b.Closed());
+}
+
+TEST_F(LibraryBrowserTest, FoldersAreAddedAndRenamedAndWrittenWithTheSave) {
     LibraryBrowser& b = Open(kModeSave);
     b.mAdd_Click();
     EXPECT_EQ(b.TreeView1.selected, "4X");
@@ -203,12 +244,18 @@ TEST_F(LibraryBrowserTest, FoldersAreAddedAndRenamedInPlace) {
     EXPECT_FALSE(b.TreeView1_AfterLabelEdit("4X", "2024.Q1"));
     EXPECT_EQ(LastMessage(), "Valid folder name error | You must enter a valid folder name.");
     EXPECT_EQ(b.EditingKey, "4X") << "the edit starts again";
-    EXPECT_FALSE(std::filesystem::exists(file));
 
     EXPECT_TRUE(b.TreeView1_AfterLabelEdit("4X", "Swing"));
     EXPECT_EQ(b.TreeView1.nodes.back().text, "Swing");
-    EXPECT_EQ(OnDisk().folders.back(), (LibraryFolder{"Swing", 4}));
+    EXPECT_FALSE(std::filesystem::exists(file)) << "written with the save";
     EXPECT_FALSE(b.TreeView1_BeforeLabelEdit(kRootKey));
+
+    b.Text1_Change("Plan");
+    b.btnOK_Click();
+    const Library saved = OnDisk();
+    EXPECT_EQ(saved.folders.back(), (LibraryFolder{"Swing", 4}));
+    ASSERT_EQ(saved.formulas.size(), 1U);
+    EXPECT_EQ(saved.formulas[0].folder, "4");
 }
 
 TEST_F(LibraryBrowserTest, SelectingShowsAFormulasNameAndDescriptionOnly) {

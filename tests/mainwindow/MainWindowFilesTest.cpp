@@ -160,13 +160,75 @@ TEST_F(MainWindowFilesTest, NewForgetsTheRecordSoSaveAsksForAName) {
     EXPECT_EQ(shown.size(), 2u);
 }
 
+TEST_F(MainWindowFilesTest, UnsavedWorkIsOfferedForSavingBeforeItIsDiscarded) {
+    BuildFormula();
+    const std::string built = Snapshot(w);
+    prompts.choices = {PromptAnswer::Cancel};
+    files.mNew_Click();
+    EXPECT_EQ(Snapshot(w), built) << "Cancel keeps everything";
+    ASSERT_EQ(prompts.shown.size(), 1U);
+    EXPECT_EQ(prompts.shown[0].kind, "choose");
+    EXPECT_EQ(prompts.shown[0].text, "The formula has changes that are not saved in the "
+                                     "library.\r\nSave them before starting a new formula?");
+    prompts.choices = {PromptAnswer::Cancel};
+    EXPECT_FALSE(files.QueryClose()) << "closing asks too";
+
+    // Yes saves through the dialog; a dialog left with Cancel discards nothing.
+    prompts.choices = {PromptAnswer::Yes};
+    script = [](LibraryBrowser& browser) { browser.btnCancel_Click(); };
+    files.mOpen_Click();
+    EXPECT_EQ(shown, std::vector<std::string>{"SAVE|Save scan as|&Save"});
+    EXPECT_EQ(Snapshot(w), built);
+    EXPECT_TRUE(w.HasUnsavedWork());
+
+    prompts.choices = {PromptAnswer::Yes};
+    Answer("2X", "Crossing");
+    files.btnClearAll_Click();
+    EXPECT_EQ(OnDisk().formulas.size(), 1U);
+    EXPECT_EQ(w.GridCount(), 0);
+    w.Undo();
+    EXPECT_EQ(w.GridCount(), 2) << "Clear All can be undone";
+
+    // Saved: nothing to ask about, and New starts a history of its own.
+    script = nullptr;
+    files.mSave_Click();
+    const std::size_t asked = prompts.shown.size();
+    EXPECT_TRUE(files.QueryClose());
+    files.mNew_Click();
+    EXPECT_EQ(prompts.shown.size(), asked);
+    EXPECT_EQ(w.GridCount(), 0);
+    EXPECT_FALSE(w.CanUndo());
+}
+
+TEST_F(MainWindowFilesTest, SaveAndCopyNameTheUnfinishedRowAndAsk) {
+    BuildFormula();
+    w.btnOr_Click();
+    prompts.answers = {false};
+    files.mSave_Click();
+    EXPECT_TRUE(shown.empty()) << "No: nothing is saved";
+    ASSERT_EQ(prompts.shown.size(), 1U);
+    EXPECT_EQ(prompts.shown[0].title, "Unfinished formula");
+    EXPECT_EQ(prompts.shown[0].text,
+              "Row 3 \"OR \": no indicator is chosen.\r\n\r\nSave the formula anyway?");
+    prompts.answers = {false};
+    EXPECT_FALSE(files.ConfirmFormula(MainWindowFiles::FormulaUse::Copy));
+    EXPECT_TRUE(prompts.shown.back().text.ends_with("\r\n\r\nCopy the formula anyway?"));
+
+    // Yes goes on with what there is.
+    prompts.answers = {true};
+    Answer("1X", "Unfinished");
+    files.mSave_Click();
+    EXPECT_EQ(OnDisk().formulas.size(), 1U);
+}
+
 TEST_F(MainWindowFilesTest, CopyPutsTheConditionsInACommentAheadOfTheFormula) {
     BuildFormula();
-    EXPECT_EQ(w.CommentedFormulaText("05 Mar 2024"),
-              "/* Create date: 05 Mar 2024\r\n"
-              "RSI of the current bar is less than 30 AND (MA (Short) Simple crosses above MA "
-              "(Long) Simple on or after the previous 3 bars) */\r\n\r\n" +
-                  w.txtForumlae.text);
+    EXPECT_EQ(
+        w.CommentedFormulaText("05 Mar 2024"),
+        "/* Create date: 05 Mar 2024\r\n"
+        "RSI(14) of the current bar is less than 30 AND (MA (Short) Simple(5) crosses above MA "
+        "(Long) Simple(50) on or after the previous 3 bars) */\r\n\r\n" +
+            w.txtForumlae.text);
     std::string clipboard;
     w.mCopy_Click([&](const std::string& text) { clipboard = text; });
     EXPECT_EQ(clipboard.rfind("/* Create date: ", 0), 0u);

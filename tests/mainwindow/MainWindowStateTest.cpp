@@ -2,10 +2,13 @@
 // event fires; the expected rows and formulas are worked out from the catalogue templates.
 #include "mainwindow/MainWindowState.h"
 
+#include "formula/Assembly.h"
 #include "settings/MemoryHive.h"
 #include "support/RecordingBroker.h"
 #include "support/TempFolder.h"
 
+#include <algorithm>
+#include <functional>
 #include <gtest/gtest.h>
 
 namespace marlindex {
@@ -103,16 +106,17 @@ protected:
     MainWindowState w{settings_};
 };
 
-const std::string kRsiRow = "RSI of the current bar is less than 30";
+const std::string kRsiRow = "RSI(14) of the current bar is less than 30";
 const std::string kCrossRow =
-    "MA (Short) Simple crosses above MA (Long) Simple on or after the previous 3 bars";
+    "MA (Short) Simple(5) crosses above MA (Long) Simple(50) on or after the previous 3 bars";
 
 TEST_F(MainWindowStateTest, WorkedExampleBuiltThroughTheEditor) {
     Pick(ComboId::cboIA1, "RSI");
-    EXPECT_EQ(Row(0), "RSI of the current bar");
+    EXPECT_EQ(Row(0), "RSI(14) of the current bar");
     EXPECT_EQ(w.GridCount(), 1);
     EXPECT_EQ(w.txtForumlae.text, ""); // no comparison yet: nothing to assemble
-    EXPECT_FALSE(w.cboED1.visible);
+    EXPECT_FALSE(w.cboED1.enabled);
+    EXPECT_TRUE(w.cboED1.visible) << "the list keeps its place, so the editor holds still";
 
     Pick(ComboId::cboCO, "is less than");
     EXPECT_EQ(w.cboCT.items.size(), 2U);
@@ -130,7 +134,7 @@ TEST_F(MainWindowStateTest, WorkedExampleBuiltThroughTheEditor) {
     w.btnAnd_Click();
     EXPECT_EQ(Row(1), "AND ");
     Pick(ComboId::cboIA1, "MA (Short)");
-    EXPECT_TRUE(w.cboED1.visible);
+    EXPECT_TRUE(w.cboED1.enabled);
     EXPECT_EQ(w.cboED1.Text(), "Simple");
     EXPECT_EQ(w.TP1(), 0);
     Pick(ComboId::cboCO, "crosses above");
@@ -339,7 +343,7 @@ TEST_F(MainWindowStateTest, ANewFirstIndicatorStartsTheConditionOver) {
     EXPECT_EQ(w.cboCO.selected, -1);
     EXPECT_TRUE(w.cboIA2.items.empty());
     EXPECT_FALSE(w.chkModify2.checked);
-    EXPECT_FALSE(w.cboED2.visible);
+    EXPECT_FALSE(w.cboED2.enabled);
     EXPECT_EQ(w.BarPhrase1(), "the current period");
     w.txtTP1_Change("1");
     EXPECT_EQ(w.BarPhrase1(), "1 period ago");
@@ -386,7 +390,7 @@ TEST_F(MainWindowStateTest, ModifiersAndTheCorrectionsShown) {
     EXPECT_TRUE(w.cboModify1.enabled && w.txtModify1.enabled);
     EXPECT_EQ(w.cboModify1.Text(), "Increase");
     Type(&MainWindowState::txtModify1_GotFocus, &MainWindowState::txtModify1_Change,
-         &MainWindowState::txtModify1_LostFocus, "5abc");
+         &MainWindowState::txtModify1_LostFocus, "5");
     EXPECT_EQ(w.txtModify1.text, "5");
     Pick(ComboId::cboCO, "has been above");
     EXPECT_EQ(w.TP1(), 1); // over 0 bars means over 1
@@ -453,7 +457,7 @@ TEST_F(MainWindowStateTest, RunOptions) {
 TEST_F(MainWindowStateTest, ANewAnalysisTypeRewritesNoRow) {
     RsiBelow30();
     w.btnAnd_Click();
-    // A pending row must stay pending: the editor still shows row 0's condition.
+    // A pending row must stay pending.
     w.optScanBuy_Click();
     EXPECT_EQ(Row(1), "AND ");
     EXPECT_EQ(w.txtForumlae.text, "Buy = RSIa( Close, 14 ) < 30;");
@@ -520,6 +524,326 @@ TEST_F(MainWindowStateTest, RunSettingsLoadWithDefaultsAndSaveInOrder) {
     EXPECT_EQ(settings_.ReadEntry("IncludeCommentWithCode", ""), "0");
     EXPECT_FALSE(w.mWITB_Click());
     EXPECT_EQ(settings_.ReadEntry("WindowInTaskBar", ""), "0");
+}
+
+// ---- the editor always shows what the next change writes ----
+
+TEST_F(MainWindowStateTest, AfterAndOrTheEditorStartsAFreshConditionForTheNewRow) {
+    Pick(ComboId::cboIA1, "RSI");
+    Pick(ComboId::cboCO, "is less than");
+    Pick(ComboId::cboCT, "Value");
+    TypeValue("40");
+    w.chkModify1_GotFocus();
+    w.chkModify1_Click(true);
+    w.btnOr_Click();
+    EXPECT_EQ(w.MSFlexGrid1.row, 1) << "the highlight is on the new row";
+    EXPECT_EQ(w.cboIA1.selected, -1);
+    EXPECT_FALSE(w.chkModify1.checked) << "row 1's modifier stays with row 1";
+    EXPECT_FALSE(w.txtVal1.enabled);
+    EXPECT_EQ(w.StatusText(), "Adding row 2 (OR): choose its indicator in Indicator 1.");
+
+    // The new row is written from what the editor shows, and row 1 keeps its value.
+    Pick(ComboId::cboIA1, "RSI");
+    Pick(ComboId::cboCO, "is greater than");
+    Pick(ComboId::cboCT, "Value");
+    TypeValue("70");
+    EXPECT_EQ(Row(0), "RSI(14) increased by 0 of the current bar is less than 40");
+    EXPECT_EQ(Row(1), "OR RSI(14) of the current bar is greater than 70");
+    EXPECT_EQ(w.StatusText(), "Row 2 is finished. AND or OR adds another condition.");
+}
+
+TEST_F(MainWindowStateTest, AfterARemovalTheEditorShowsTheLastRowItNowWritesInto) {
+    ThreeRows();
+    w.MSFlexGrid1_MouseDown(1, 1);
+    w.btnRemove_Click();
+    EXPECT_EQ(w.GridMode(), "ADD");
+    EXPECT_EQ(w.MSFlexGrid1.row, 1) << "the last row, which the next change rewrites";
+    EXPECT_EQ(w.cboIA1.Text(), "Price");
+    EXPECT_EQ(w.txtVal1.text, "10");
+    EXPECT_EQ(w.GridOperator(), "OR");
+    TypeValue("12");
+    EXPECT_EQ(Row(0), kRsiRow);
+    EXPECT_EQ(Row(1), "OR Price Close of the current bar is greater than 12");
+
+    // A pending row left last: the editor is fresh for it.
+    w.btnAnd_Click();
+    w.MSFlexGrid1_MouseDown(1, 0);
+    w.btnRemove_Click();
+    EXPECT_EQ(Row(1), "AND ");
+    EXPECT_EQ(w.MSFlexGrid1.row, 1);
+    EXPECT_EQ(w.cboIA1.selected, -1);
+}
+
+TEST_F(MainWindowStateTest, SelectingABlankRowShowsTheLastRowAndAnUnfinishedRowLoads) {
+    RsiBelow30();
+    w.btnAnd_Click();
+    Pick(ComboId::cboIA1, "OBV"); // left unfinished: "AND OBV of the current bar"
+    w.MSFlexGrid1_MouseDown(1, 0);
+    EXPECT_EQ(w.cboIA1.Text(), "RSI");
+
+    w.MSFlexGrid1_MouseDown(1, 7); // below the rows
+    EXPECT_EQ(w.GridMode(), "ADD");
+    EXPECT_EQ(w.MSFlexGrid1.row, 1);
+    EXPECT_EQ(w.cboIA1.Text(), "OBV") << "the row the next change goes to";
+
+    w.MSFlexGrid1_MouseDown(1, 0);
+    w.MSFlexGrid1_MouseDown(1, 1);
+    EXPECT_EQ(w.GridMode(), "EDIT") << "an unfinished row is there to be finished";
+    EXPECT_EQ(w.StatusText(), "Editing row 2: no comparison is chosen.");
+    Pick(ComboId::cboCO, "is greater than");
+    Pick(ComboId::cboIA2, "OBV");
+    Pick(ComboId::cboCT, "Indicator");
+    Pick(ComboId::cboIA2, "OBV");
+    EXPECT_EQ(w.ConditionCode(), "RSIa( Close, 14 ) < 30\r\nAND OBV() > Ref( OBV(), -1 )");
+}
+
+TEST_F(MainWindowStateTest, ClearAllKeepsTheFocusedControlRegenerating) {
+    RsiBelow30();
+    w.cboIA1_GotFocus();
+    w.btnClearAll_Click(); // Alt+C with the focus in the indicator list
+    w.Choose(ComboId::cboIA1, w.cboIA1.FindText("RSI"));
+    EXPECT_EQ(Row(0), "RSI(14) of the current bar");
+}
+
+// ---- fields that hold no number ----
+
+TEST_F(MainWindowStateTest, ATextThatIsNoNumberIsMarkedAndNeverBecomesZero) {
+    Pick(ComboId::cboIA1, "RSI");
+    w.chkModify1_GotFocus();
+    w.chkModify1_Click(true);
+    Type(&MainWindowState::txtModify1_GotFocus, &MainWindowState::txtModify1_Change,
+         &MainWindowState::txtModify1_LostFocus, "21");
+    Pick(ComboId::cboCO, "is less than");
+    Pick(ComboId::cboCT, "Value");
+    TypeValue("30");
+    const std::string formula = w.txtForumlae.text;
+    ASSERT_NE(formula.find("RSIa( Close, 14 )+21 < 30"), std::string::npos);
+
+    w.txtModify1_GotFocus();
+    w.txtModify1_Change("abc");
+    EXPECT_EQ(w.txtModify1.invalid,
+              "\"abc\" is not a number; the condition keeps 21 until one is typed.");
+    EXPECT_EQ(w.Modify1(), 21);
+    EXPECT_EQ(w.txtForumlae.text, formula) << "no *0, no silent change";
+    w.txtModify1_LostFocus();
+    EXPECT_EQ(w.txtModify1.text, "21");
+    EXPECT_EQ(w.txtModify1.invalid, "");
+
+    const std::pair<const char*, const char*> values[] = {
+        {"2,5", "\"2,5\" is not a number (decimals take a point: 2.5); the condition keeps 30 "
+                "until one is typed."},
+        {"", "The field is empty; the condition keeps 30 until one is typed."},
+        {"1e3", "\"1e3\" is not a number; the condition keeps 30 until one is typed."},
+        {"-", "\"-\" is not a number; the condition keeps 30 until one is typed."},
+        {"3.5.1", "\"3.5.1\" is not a number; the condition keeps 30 until one is typed."}};
+    w.txtVal1_GotFocus();
+    for (const auto& [typed, why] : values) {
+        w.txtVal1_Change(typed);
+        EXPECT_EQ(w.txtVal1.invalid, why) << typed;
+        EXPECT_EQ(w.Value1(), 30) << typed;
+    }
+    for (const auto& [typed, value] : {std::pair{"-4", -4.0}, std::pair{" .5", 0.5},
+                                       std::pair{"+3", 3.0}, std::pair{"12.", 12.0}}) {
+        w.txtVal1_Change(typed);
+        EXPECT_EQ(w.txtVal1.invalid, "") << typed;
+        EXPECT_EQ(w.Value1(), value) << typed;
+    }
+
+    // The bar fields take "/" from the keyboard, but a text holding one is no count of bars.
+    w.txtTP1_GotFocus();
+    w.txtTP1_Change("2");
+    for (const char* typed : {"/2", "2/", "-1", "1.5", "99999999999"}) {
+        w.txtTP1_Change(typed);
+        EXPECT_NE(w.txtTP1.invalid, "") << typed;
+        EXPECT_EQ(w.TP1(), 2) << typed;
+    }
+}
+
+TEST_F(MainWindowStateTest, AValueTheIndicatorNeverReachesIsWarnedAbout) {
+    Pick(ComboId::cboIA1, "RSI");
+    Pick(ComboId::cboCO, "is less than");
+    Pick(ComboId::cboCT, "Value");
+    TypeValue("251");
+    EXPECT_EQ(w.ValueWarningText(), "RSI lies between 0 and 100, so comparing it with 251 gives "
+                                    "the same answer on every bar");
+    ASSERT_EQ(w.RowIssues().size(), 1U);
+    EXPECT_EQ(w.RowIssues()[0].kind, RowIssueKind::Value);
+    TypeValue("25");
+    EXPECT_EQ(w.ValueWarningText(), "");
+    EXPECT_TRUE(w.RowIssues().empty());
+}
+
+// ---- rows that look finished but are not ----
+
+TEST_F(MainWindowStateTest, UnfinishedRowsAndBracketsAreNamedBeforeTheFormulaIsUsed) {
+    Pick(ComboId::cboIA1, "RSI");
+    EXPECT_EQ(w.StatusText(), "Editing row 1: no comparison is chosen.");
+    Pick(ComboId::cboCO, "is less than");
+    EXPECT_EQ(w.txtForumlae.text, "Filter = RSIa( Close, 14 ) < Ref( Array2, -1 );" + kColumns)
+        << "the formula is written as it stands";
+    const std::vector<std::string> unfinished{
+        "Row 1 \"RSI(14) of the current bar is less than\": it is not chosen whether it is "
+        "compared with an indicator or a value."};
+    EXPECT_EQ(w.FormulaProblems(false), unfinished);
+    EXPECT_EQ(w.FormulaProblems(true), unfinished) << "the parser's complaint is the same row's";
+
+    Pick(ComboId::cboCT, "Value");
+    TypeValue("30");
+    EXPECT_TRUE(w.FormulaProblems(true).empty());
+    w.btnAnd_Click();
+    Pick(ComboId::cboIA1, "OBV");
+    ASSERT_TRUE(w.MSFlexGrid1_MouseDown(2, 0));
+    w.mAddLeftBracket_Click();
+    const std::vector<std::string> two{
+        "Row 1 \"(RSI(14) of the current bar is less than 30\": it opens a bracket that no row "
+        "after it closes.",
+        "Row 2 \"AND OBV of the current bar\": no comparison is chosen."};
+    EXPECT_EQ(w.FormulaProblems(true), two);
+}
+
+TEST_F(MainWindowStateTest, TheParsersComplaintIsNamedByTheRowItBelongsTo) {
+    ThreeRows();
+    // A record as an older release may have stored it: the second row lost its right side.
+    LibraryFormula formula = w.FormulaRecord();
+    formula.rows[1].codePart2 = "<=";
+    formula.conditionCode = BuildConditionCode(formula.rows, 3);
+    formula.formulaText =
+        AssembleFormula(formula.conditionCode, "", kApplyToAll, AnalysisType::Exploration);
+    w.RestoreRecord(formula);
+    const std::vector<std::string> problems = w.FormulaProblems(true);
+    ASSERT_EQ(problems.size(), 1U);
+    EXPECT_TRUE(problems[0].starts_with("Row 2 \"AND MA (Short) Simple(5) crosses above MA "
+                                        "(Long) S...\": the built-in engine cannot read its "
+                                        "formula"))
+        << problems[0];
+    EXPECT_NE(problems[0].find("line 3, column 1 of the formula"), std::string::npos)
+        << problems[0];
+    EXPECT_TRUE(w.FormulaProblems(false).empty()) << "only the parser sees it";
+}
+
+// ---- undo ----
+
+// What the window shows: the formula, the rows and the editor.
+std::string Shown(const MainWindowState& w) {
+    std::string text = w.txtForumlae.text + "|" + std::to_string(w.GridCount()) + "|" +
+                       std::to_string(w.MSFlexGrid1.row) + "|" + w.cboIA1.Text() + "|" +
+                       w.cboCO.Text() + "|" + w.txtVal1.text + "|" + w.FilterExpression() + "|" +
+                       std::to_string(w.AnalysisType());
+    for (int row = 0; row < w.CountConditionRows(); ++row) {
+        text += "\n" + w.MSFlexGrid1.Text(row);
+    }
+    return text;
+}
+
+TEST_F(MainWindowStateTest, UndoAndRedoWalkEveryChangeBackAndForth) {
+    std::vector<std::string> states{Shown(w)};
+    const auto step = [&](const std::function<void()>& change) {
+        change();
+        states.push_back(Shown(w));
+    };
+    step([&] { Pick(ComboId::cboIA1, "RSI"); });
+    step([&] { Pick(ComboId::cboCO, "is less than"); });
+    step([&] { Pick(ComboId::cboCT, "Value"); });
+    step([&] {
+        // Typing in one field is one step, key by key.
+        w.txtVal1_GotFocus();
+        w.txtVal1_Change("3");
+        w.txtVal1_Change("30");
+        w.txtVal1_LostFocus();
+    });
+    step([&] { w.btnAnd_Click(); });
+    step([&] { ShortCrossesLong(3); });
+    step([&] { w.optScanBuy_Click(); });
+    step([&] { w.FilterChosen("MarketID() == 1"); });
+    // A selection is no step: Undo brings back the selection made before the next change.
+    step([&] {
+        w.OptUseFilter_Click();
+        w.MSFlexGrid1_MouseDown(2, 1);
+    });
+    step([&] {
+        w.mAddLeftBracket_Click();
+        w.MSFlexGrid1_MouseDown(1, 0);
+    });
+    step([&] { w.btnRemove_Click(); });
+    step([&] { w.btnClearAll_Click(); });
+    // ShortCrossesLong is four changes; the other eleven one each.
+    const std::size_t steps = 11 + 4;
+
+    std::vector<std::string> undone{Shown(w)};
+    while (w.CanUndo()) {
+        w.Undo();
+        undone.push_back(Shown(w));
+    }
+    ASSERT_EQ(undone.size(), steps + 1);
+    EXPECT_EQ(undone.back(), states.front()) << "back to the empty window";
+    for (std::size_t i = 0; i + 1 < states.size(); ++i) {
+        // Every recorded state is among the ones Undo passes, in reverse order.
+        EXPECT_NE(std::find(undone.begin(), undone.end(), states[i]), undone.end()) << i;
+    }
+    std::vector<std::string> redone;
+    while (w.CanRedo()) {
+        w.Redo();
+        redone.push_back(Shown(w));
+    }
+    EXPECT_EQ(redone, std::vector<std::string>(undone.rbegin() + 1, undone.rend()));
+    EXPECT_EQ(Shown(w), states.back());
+}
+
+TEST_F(MainWindowStateTest, SelectingIsNoStepAndANewChangeDropsTheRedo) {
+    RsiBelow30();
+    const std::string finished = Shown(w);
+    w.btnAnd_Click();
+    w.MSFlexGrid1_MouseDown(1, 0); // selecting: no step
+    w.MSFlexGrid1_Click();
+    w.Undo();
+    EXPECT_EQ(Shown(w), finished) << "the AND is undone, not the selection";
+    EXPECT_TRUE(w.CanRedo());
+    w.optScanSell_Click();
+    EXPECT_FALSE(w.CanRedo());
+    // Choosing what is already chosen changes nothing.
+    const bool before = w.CanUndo();
+    w.Undo();
+    w.optExplore_Click();
+    w.optExplore_Click();
+    w.Undo();
+    EXPECT_EQ(w.CanUndo(), before);
+}
+
+TEST_F(MainWindowStateTest, UnsavedChangesFollowTheStepsAndAReloadedFilterIsNoChange) {
+    EXPECT_FALSE(w.IsModified());
+    w.FilterReloaded("MarketID() == 2"); // at start: the filter file of the database
+    EXPECT_FALSE(w.IsModified());
+    EXPECT_FALSE(w.CanUndo());
+    RsiBelow30();
+    EXPECT_TRUE(w.HasUnsavedWork());
+    w.MarkSaved();
+    EXPECT_FALSE(w.IsModified());
+    TypeValue("25");
+    EXPECT_TRUE(w.IsModified());
+    w.Undo();
+    EXPECT_FALSE(w.IsModified()) << "back where it was saved";
+    w.Redo();
+    EXPECT_TRUE(w.IsModified());
+
+    w.btnClearAll_Click();
+    EXPECT_TRUE(w.IsModified());
+    EXPECT_FALSE(w.HasUnsavedWork()) << "an empty grid has nothing to lose";
+    w.ForgetHistory();
+    EXPECT_FALSE(w.CanUndo());
+    EXPECT_FALSE(w.IsModified());
+}
+
+TEST_F(MainWindowStateTest, UndoKeepsTheLastHundredSteps) {
+    RsiBelow30();
+    for (int i = 0; i < 150; ++i) {
+        i % 2 == 0 ? w.optScanBuy_Click() : w.optExplore_Click();
+    }
+    int undone = 0;
+    while (w.CanUndo()) {
+        w.Undo();
+        ++undone;
+    }
+    EXPECT_EQ(undone, static_cast<int>(MainWindowState::kUndoSteps));
 }
 
 TEST(RunFile, FolderFollowsVersionAndProgramFolder) {

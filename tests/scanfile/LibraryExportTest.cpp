@@ -31,7 +31,9 @@ protected:
         for (std::size_t row = 0; row < records.size(); ++row) {
             if (!records[row].IsEmptyRow()) {
                 driver.LeftClick(static_cast<int>(row));
-                driver.Type(test::kTextControls[0], window.txtTP1.text);
+                // A copy: typing empties the field before the keys go in.
+                const std::string bars = window.txtTP1.text;
+                driver.Type(test::kTextControls[0], bars);
                 break;
             }
         }

@@ -145,7 +145,7 @@ TEST(ParseScan, ReadsOddConditionsTheEditorCanHoldWithAWarning) {
     const GeneratedScan generated = GenerateScan(scan, settings);
     EXPECT_EQ(generated.formula, "Buy = RSIa( Close, 14 ) == \r\n"
                                  "AND RSIa( Close, 14 ) < Ref( Array2, -1 );");
-    EXPECT_EQ(generated.rowTexts[2], "AND MFI of the current bar");
+    EXPECT_EQ(generated.rowTexts[2], "AND MFI(14) of the current bar");
     EXPECT_EQ(generated.rowTexts[3], "OR ") << "as a pending row reads";
 }
 
@@ -165,10 +165,11 @@ TEST(GenerateScan, WorkedExampleThroughTheScanFile) {
               "AND (BarsSince( Cross( MA( Close, 5 ), MA( Close, 50 ) ) ) <= 3))\r\n"
               "OR BarsSince( MFI( 14 ) <= 80 ) >= 1;");
     ASSERT_EQ(generated.rowTexts.size(), 3u);
-    EXPECT_EQ(generated.rowTexts[0], "RSI of the current bar is less than 30");
-    EXPECT_EQ(generated.rowTexts[1], "AND (MA (Short) Simple crosses above MA (Long) Simple on or "
-                                     "after the previous 3 bars))");
-    EXPECT_EQ(generated.rowTexts[2], "OR MFI has been above 80 for the previous 1 bar");
+    EXPECT_EQ(generated.rowTexts[0], "RSI(14) of the current bar is less than 30");
+    EXPECT_EQ(generated.rowTexts[1],
+              "AND (MA (Short) Simple(5) crosses above MA (Long) Simple(50) on or "
+              "after the previous 3 bars))");
+    EXPECT_EQ(generated.rowTexts[2], "OR MFI(14) has been above 80 for the previous 1 bar");
 
     ASSERT_EQ(generated.records.size(), 3u);
     EXPECT_EQ(generated.records[0].joiner, "");
