@@ -100,7 +100,7 @@ public:
     // What the last load did that the user did not see, for the status line: "" when it only
     // read the file. Taking it empties it.
     std::string TakeLoadNote() { return std::exchange(loadNote_, std::string()); }
-    // The question a damaged filter file brings: the spec's words, with the file, its folder
+    // The question a damaged filter file brings: the classic words, with the file, its folder
     // and what is wrong with it.
     static std::string ConfigurationErrorText(const std::filesystem::path& file,
                                               const std::string& problem);
