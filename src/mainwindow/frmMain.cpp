@@ -186,11 +186,14 @@ frmMain::frmMain(MainWindowState& state, Services services, QWidget* parent)
 
     ConnectEditor();
     SetTabOrder();
+    // The row's status takes the width of the line and gives way first (its whole text is in
+    // the tool tip); the short red summary of unfinished rows keeps its place on the right.
+    rowStatus_ = Named(new QLabel, "lblRowStatus");
+    rowStatus_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    statusBar()->addWidget(rowStatus_, 1);
     issues_ = Named(new QLabel, "lblIssues");
     issues_->setStyleSheet(QStringLiteral("color: #b71c1c;"));
     statusBar()->addPermanentWidget(issues_);
-    rowStatus_ = Named(new QLabel, "lblRowStatus");
-    statusBar()->addPermanentWidget(rowStatus_);
     if (services_.filter != nullptr) {
         // The filter dialog publishes its expression after every load (at start, after a
         // switch of database) and after OK; the formula follows each at once, and only OK is
@@ -990,6 +993,7 @@ void frmMain::Mirror() {
     }
     btnRemove_->setEnabled(!state.MSFlexGrid1.Text(state.MSFlexGrid1.row).empty());
     rowStatus_->setText(Q(state.StatusText()));
+    rowStatus_->setToolTip(rowStatus_->text());
     issues_->setText(Q(state.IssueSummary()));
     btnAnd_->setEnabled(state.GridCount() > 0);
     btnOr_->setEnabled(state.GridCount() > 0);

@@ -2,6 +2,7 @@
 // scripts/screenshot sets it, under Xvfb) a test saves the window it has set up as a PNG.
 #pragma once
 
+#include <QCoreApplication>
 #include <QByteArray>
 #include <QDir>
 #include <QPixmap>
@@ -17,6 +18,9 @@ inline void SaveScreenshot(QWidget& window, const QString& name) {
         return;
     }
     QDir().mkpath(QString::fromLocal8Bit(folder));
+    // Let pending layouts settle first, as the event loop would before the user sees the
+    // window: a label whose text just changed has not been given its new width yet.
+    QCoreApplication::processEvents();
     window.grab().save(QDir(QString::fromLocal8Bit(folder)).filePath(name + ".png"));
 }
 
