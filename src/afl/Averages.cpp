@@ -53,27 +53,88 @@ private:
     int minusInf_ = 0;
 };
 
+// The sums of the windows ending at bars [from, to): one direct sum, then one step a bar.
+// Returns the last sum.
+double RollWindow(const double* x, std::size_t period, std::size_t from, std::size_t to,
+                  double* out) {
+    double sum = 0;
+    for (std::size_t j = from + 1 - period; j <= from; ++j) {
+        sum += x[j];
+    }
+    out[from] = sum;
+    for (std::size_t i = from + 1; i < to; ++i) {
+        sum += x[i] - x[i - period];
+        out[i] = sum;
+    }
+    return sum;
+}
+
+// The window sums with no test a bar, right when every value is finite: false when they are
+// not (or a sum overflowed), which a NaN or an infinity shows in the last sum of the chain it
+// entered, as neither ever turns finite again.
+//
+// A running total is one long chain of additions, each waiting for the one before; four
+// stretches, each started by a direct sum of its first window, are four chains the processor
+// runs side by side. A fresh direct sum also drops the rounding the chain before it gathered.
+bool FastSlidingTotal(const double* x, std::size_t size, std::size_t period, double* out) {
+    constexpr std::size_t kLanes = 4;
+    const std::size_t first = period - 1;
+    const std::size_t stretch = (size - first) / kLanes;
+    if (stretch < 2 * period) { // too short to pay for the extra direct sums
+        return std::isfinite(RollWindow(x, period, first, size, out));
+    }
+    std::size_t start[kLanes];
+    double sum[kLanes];
+    for (std::size_t lane = 0; lane < kLanes; ++lane) {
+        start[lane] = first + lane * stretch;
+        sum[lane] = 0;
+        for (std::size_t j = start[lane] + 1 - period; j <= start[lane]; ++j) {
+            sum[lane] += x[j];
+        }
+        out[start[lane]] = sum[lane];
+    }
+    for (std::size_t k = 1; k < stretch; ++k) {
+        for (std::size_t lane = 0; lane < kLanes; ++lane) {
+            const std::size_t i = start[lane] + k;
+            sum[lane] += x[i] - x[i - period];
+            out[i] = sum[lane];
+        }
+    }
+    // The bars the even split left over continue the last stretch.
+    double last = sum[kLanes - 1];
+    for (std::size_t i = first + kLanes * stretch; i < size; ++i) {
+        last += x[i] - x[i - period];
+        out[i] = last;
+    }
+    bool finite = std::isfinite(last);
+    for (std::size_t lane = 0; lane + 1 < kLanes; ++lane) {
+        finite = finite && std::isfinite(sum[lane]);
+    }
+    return finite;
+}
+
 // The sum of each window of `period` bars, Null before the first.
 void SlidingTotal(const double* x, std::size_t size, std::size_t period, double* out) {
-    WindowTotal total;
-    const std::size_t filled = std::min(period, size);
-    for (std::size_t i = 0; i < filled; ++i) {
-        total.Add(x[i]);
-        out[i] = i + 1 == period ? total.Value() : kNull;
+    FillNull(out, std::min(period - 1, size));
+    if (period > size || FastSlidingTotal(x, size, period, out)) {
+        return;
     }
-    for (std::size_t i = period; i < size; ++i) {
-        // The bar that enters less the one that leaves, in one step: the running total then
-        // waits for one addition a bar, not two. The difference of two finite values is finite
-        // (but for an overflow, which the slow path then handles as well).
-        const double step = x[i] - x[i - period];
-        if (std::isfinite(step) && total.Finite()) {
-            total.Shift(step);
-            out[i] = total.Sum();
-        } else {
+    // One NaN or infinity spoils only the windows that hold it.
+    WindowTotal total;
+    for (std::size_t i = 0; i < size; ++i) {
+        total.Add(x[i]);
+        if (i >= period) {
             total.Remove(x[i - period]);
-            total.Add(x[i]);
+        }
+        if (i + 1 >= period) {
             out[i] = total.Value();
         }
+    }
+}
+
+MARLINDEX_DIVISION_LOOP void DivideAll(double* x, std::size_t size, double divisor) {
+    for (std::size_t i = 0; i < size; ++i) {
+        x[i] /= divisor;
     }
 }
 
@@ -86,9 +147,8 @@ void MovingSum(const double* x, std::size_t size, std::size_t period, double* ou
 void SimpleAverage(const double* x, std::size_t size, std::size_t period, double* out) {
     SlidingTotal(x, size, period, out);
     // Divided in a loop of its own, which the compiler can vectorise.
-    const double divisor = static_cast<double>(period);
-    for (std::size_t i = period - 1; i < size; ++i) {
-        out[i] /= divisor;
+    if (period <= size) {
+        DivideAll(out + period - 1, size - period + 1, static_cast<double>(period));
     }
 }
 

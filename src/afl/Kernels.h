@@ -24,6 +24,17 @@ struct KernelArgs {
 
 using Kernel = void (*)(const KernelArgs&);
 
+// For a loop that the processor's division unit paces: built twice, for the x86-64 baseline and
+// for AVX2, whose vectors hold twice as many bars, and the program takes the one the processor
+// can run when it loads. That choice is an ELF loader's service, so elsewhere (the Windows
+// build) the loop is built once, for the baseline. Both give the same bits: a division is
+// exact to the last one at any width.
+#if defined(__GNUC__) && defined(__x86_64__) && defined(__ELF__)
+#define MARLINDEX_DIVISION_LOOP __attribute__((target_clones("avx2", "default")))
+#else
+#define MARLINDEX_DIVISION_LOOP
+#endif
+
 // A period option as the count it is (the table has checked it is whole and positive).
 inline std::size_t Whole(double option) {
     return static_cast<std::size_t>(option);

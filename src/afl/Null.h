@@ -10,6 +10,7 @@
 
 #include <bit>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 
 namespace marlindex::afl {
@@ -26,6 +27,9 @@ inline bool IsNull(double value) {
 inline bool IsTrue(double value) {
     return value != 0 && value == value;
 }
+
+// The first bar from `from` on whose value is true, or `size`.
+std::size_t NextTrue(const double* values, std::size_t from, std::size_t size);
 
 // What Filter, Buy and Sell count: a bar whose value is true in the sense above.
 inline bool IsSignal(double value) {

@@ -35,7 +35,21 @@ struct SymbolOutput {
     std::vector<double> values;
     std::vector<ResultColumn> columns;
     std::size_t bars = 0;
+    // The bars of Buy (of Filter in an exploration) and of Sell, kept from symbol to symbol
+    // for their storage.
+    std::vector<std::size_t> buyBars;
+    std::vector<std::size_t> sellBars;
 };
+
+// The bars from `first` on where `values` holds a signal, appended to `bars`.
+void FindSignals(std::span<const double> values, std::size_t first,
+                 std::vector<std::size_t>& bars) {
+    const std::size_t size = values.size();
+    for (std::size_t i = afl::NextTrue(values.data(), first, size); i < size;
+         i = afl::NextTrue(values.data(), i + 1, size)) {
+        bars.push_back(i);
+    }
+}
 
 // A symbol to evaluate and the room for its rows. A slot is reused from symbol to symbol, so
 // a streaming run keeps its buffers instead of allocating a history per symbol.
@@ -66,11 +80,9 @@ void EvaluateSymbol(const Job& job, const SymbolInfo& info, const BarSeries& bar
         for (const afl::Column& column : results.columns) {
             output.columns.push_back({std::string(TrimBlanks(column.title)), column.format});
         }
-        const std::span<const double> filter = *results.filter;
-        for (std::size_t i = first; i < bars.size(); ++i) {
-            if (!afl::IsSignal(filter[i])) {
-                continue;
-            }
+        output.buyBars.clear();
+        FindSignals(*results.filter, first, output.buyBars);
+        for (const std::size_t i : output.buyBars) {
             output.rows.push_back({0, bars.dates[i], Trade::Buy, 0});
             for (const afl::Column& column : results.columns) {
                 output.values.push_back(column.values[i]);
@@ -78,15 +90,24 @@ void EvaluateSymbol(const Job& job, const SymbolInfo& info, const BarSeries& bar
         }
         return;
     }
-    const auto signal = [](const std::optional<std::span<const double>>& values, std::size_t i) {
-        return values && afl::IsSignal((*values)[i]);
-    };
-    for (std::size_t i = first; i < bars.size(); ++i) {
-        if (signal(results.buy, i)) {
-            output.rows.push_back({0, bars.dates[i], Trade::Buy, bars.close[i]});
-        }
-        if (signal(results.sell, i)) {
-            output.rows.push_back({0, bars.dates[i], Trade::Sell, bars.close[i]});
+    output.buyBars.clear();
+    output.sellBars.clear();
+    if (results.buy) {
+        FindSignals(*results.buy, first, output.buyBars);
+    }
+    if (results.sell) {
+        FindSignals(*results.sell, first, output.sellBars);
+    }
+    // Both lists in bar order, merged; a bar with both signals gives its Buy row first.
+    auto buy = output.buyBars.begin();
+    auto sell = output.sellBars.begin();
+    while (buy != output.buyBars.end() || sell != output.sellBars.end()) {
+        if (sell == output.sellBars.end() || (buy != output.buyBars.end() && *buy <= *sell)) {
+            output.rows.push_back({0, bars.dates[*buy], Trade::Buy, bars.close[*buy]});
+            ++buy;
+        } else {
+            output.rows.push_back({0, bars.dates[*sell], Trade::Sell, bars.close[*sell]});
+            ++sell;
         }
     }
 }
