@@ -49,7 +49,11 @@ std::string Utf8Path(const std::filesystem::path& path) {
 }
 
 std::string QuoteExcerpt(std::string_view text, std::size_t limit) {
-    const std::u32string characters = DecodeText(text);
+    // No character takes more than four bytes, so the first limit + 1 of them lie in this
+    // prefix: a 10 MB value costs no more to quote than a short one.
+    const std::size_t enough = (limit + 1) * 4;
+    const std::u32string characters =
+        DecodeText(text.size() > enough ? text.substr(0, enough) : text);
     std::string quoted = "\"";
     std::size_t shown = 0;
     for (const char32_t c : characters) {

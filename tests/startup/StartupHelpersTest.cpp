@@ -1,10 +1,12 @@
 #include "startup/AtomicFile.h"
 #include "startup/Codepage.h"
 #include "startup/TextHelpers.h"
+#include "support/HostileFiles.h"
 #include "support/TempFolder.h"
 
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <sstream>
 
 namespace marlindex {
 namespace {
@@ -108,6 +110,63 @@ TEST_F(AtomicFileTest, KeepAsideNeverOverwritesAnEarlierCopy) {
     EXPECT_EQ(ReadWholeFile(*first), "first");
     EXPECT_EQ(ReadWholeFile(*second), "second");
     EXPECT_FALSE(std::filesystem::exists(file));
+}
+
+TEST_F(AtomicFileTest, AnInputFileIsReadOnlyWhenItIsARegularFileWithinItsBound) {
+    constexpr InputFileKind kKind{"test file", 1000};
+    const auto file = folder_ / "input.txt";
+    ASSERT_FALSE(WriteFileAtomically(file, std::string(1000, 'x')));
+    ASSERT_TRUE(ReadInputFile(file, kKind));
+    EXPECT_EQ(ReadInputFile(file, kKind)->size(), 1000u);
+
+    ASSERT_FALSE(WriteFileAtomically(file, std::string(5000, 'x')));
+    const auto tooLarge = ReadInputFile(file, kKind);
+    ASSERT_FALSE(tooLarge);
+    EXPECT_EQ(tooLarge.problem().kind, ProblemKind::BadInput);
+    EXPECT_EQ(tooLarge.problem().Message(),
+              Utf8Path(file) +
+                  ": is 4.9 KB, larger than a test file can be (at most 1000 bytes), so it was "
+                  "not read");
+
+    const auto missing = ReadInputFile(folder_ / "absent", kKind);
+    ASSERT_FALSE(missing);
+    EXPECT_EQ(missing.problem().kind, ProblemKind::Failure);
+    EXPECT_NE(missing.problem().what.find("there is no such test file"), std::string::npos);
+
+    const auto folder = ReadInputFile(folder_, kKind);
+    ASSERT_FALSE(folder);
+    EXPECT_NE(folder.problem().what.find("is a folder, not a regular file"), std::string::npos);
+
+    const auto pipe = folder_ / "pipe";
+    if (test::MakeFifo(pipe)) { // opening a pipe would wait for a writer for ever
+        const auto fromPipe = ReadInputFile(pipe, kKind);
+        ASSERT_FALSE(fromPipe);
+        EXPECT_EQ(fromPipe.problem().kind, ProblemKind::BadInput);
+        EXPECT_NE(fromPipe.problem().what.find("is a pipe"), std::string::npos);
+        EXPECT_FALSE(ReadWholeFile(pipe));
+    }
+    if (const auto device = test::EndlessDevice()) { // it would never end
+        const auto fromDevice = ReadInputFile(*device, kKind);
+        ASSERT_FALSE(fromDevice);
+        EXPECT_NE(fromDevice.problem().what.find("is a device"), std::string::npos);
+        EXPECT_FALSE(ReadWholeFile(*device));
+    }
+}
+
+TEST(InputStream, AStreamIsReadUpToItsBoundAndNoFurther) {
+    constexpr InputFileKind kKind{"scan file", 100'000};
+    std::istringstream small(std::string(100'000, 'a'));
+    const auto read = ReadInputStream(small, "stdin", kKind);
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->size(), 100'000u);
+    std::istringstream flood(std::string(300'000, 'a'));
+    const auto refused = ReadInputStream(flood, "stdin", kKind);
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.problem().Message(),
+              "stdin: holds more than 98 KB, more than a scan file can be, so it was not read");
+    EXPECT_EQ(DescribeSize(1), "1 byte");
+    EXPECT_EQ(DescribeSize(32u << 20), "32 MB");
+    EXPECT_EQ(DescribeSize(3u << 30), "3.0 GB");
 }
 
 } // namespace
