@@ -3,6 +3,7 @@
 #include "settings/RegeditText.h"
 #include "startup/AtomicFile.h"
 
+#include <cstdint>
 #include <cstdlib>
 #include <exception>
 #include <system_error>
@@ -18,33 +19,56 @@ std::string Quoted(const fs::path& path) {
     return "\"" + path.string() + "\"";
 }
 
+// A settings file holds a few hundred values; a hundred thousand take a few megabytes.
+constexpr InputFileKind kSettingsFileKind{"settings file", 32u << 20};
+
+// Beside the settings file, the fingerprint of the damage last reported, so that reading
+// commands report a damaged file once and not on every run.
+fs::path DamageNotePath(const fs::path& file) {
+    return fs::path(file.string() + ".damage-reported");
+}
+
+std::string Fingerprint(std::string_view bytes) {
+    std::uint64_t hash = 1469598103934665603ull; // FNV-1a
+    for (const char c : bytes) {
+        hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211ull;
+    }
+    return std::to_string(bytes.size()) + " " + std::to_string(hash) + "\n";
+}
+
+// True when this damage has not been reported before (and is now noted as reported). Where
+// the note cannot be kept the damage is reported every time: better twice than never.
+bool NoteDamageOnce(const fs::path& file, std::string_view bytes) {
+    const fs::path note = DamageNotePath(file);
+    const std::string fingerprint = Fingerprint(bytes);
+    if (ReadWholeFile(note) == fingerprint) {
+        return false;
+    }
+    (void)WriteFileAtomically(note, fingerprint);
+    return true;
+}
+
+void ForgetDamageNote(const fs::path& file) {
+    std::error_code ec;
+    const fs::path note = DamageNotePath(file);
+    if (fs::exists(note, ec)) {
+        fs::remove(note, ec);
+    }
+}
+
 } // namespace
 
 FileHive::FileHive(fs::path file, Access access) : file_(std::move(file)), access_(access) {
     std::error_code ec;
-    const auto status = fs::status(file_, ec);
-    if (status.type() == fs::file_type::not_found) {
+    if (fs::status(file_, ec).type() == fs::file_type::not_found) {
         return; // the first run: no settings yet
     }
-    // Anything we cannot read must not be replaced by a file written from an empty store.
-    if (ec || status.type() != fs::file_type::regular) {
-        writable_ = false;
-        loadReport_ = "The settings file " + Quoted(file_) + " is not a file that can be read" +
-                      (ec ? " (" + ec.message() + ")" : std::string()) +
-                      ". The settings start from their defaults and changes are not saved.";
-        return;
-    }
-    std::optional<std::string> bytes;
-    try {
-        bytes = ReadWholeFile(file_, &ec);
-    } catch (const std::exception&) {
-        // A read error inside the stream surfaces as an exception rather than as nullopt.
-        ec = std::make_error_code(std::errc::io_error);
-    }
+    Result<std::string> bytes = ReadInputFile(file_, kSettingsFileKind);
     if (!bytes) {
+        // Anything we cannot read must not be replaced by a file written from an empty store.
         writable_ = false;
-        loadReport_ = "The settings file " + Quoted(file_) + " cannot be read (" + ec.message() +
-                      "). The settings start from their defaults and changes are not saved, "
+        loadReport_ = bytes.problem().Message() +
+                      ". The settings start from their defaults and changes are not saved, "
                       "so that the file is not lost.";
         return;
     }
@@ -53,14 +77,25 @@ FileHive::FileHive(fs::path file, Access access) : file_(std::move(file)), acces
         text ? RegistryData::FromRegedit4(*text) : Result<RegistryData>(std::move(text.problem()));
     if (parsed) {
         data_ = std::move(parsed).value();
+        ForgetDamageNote(file_);
         return;
     }
     Problem problem = std::move(parsed.problem());
     problem.where.file = file_.string();
     const std::string damage = "The settings file is damaged: " + problem.Message() + ". ";
     if (access_ == Access::ReadOnly) {
+        // A reading command leaves the file alone, and says so once for this damage rather than
+        // on every run, with the way out.
         writable_ = false;
-        loadReport_ = damage + "It was left as it is; the settings read as their defaults.";
+        if (NoteDamageOnce(file_, *bytes)) {
+            loadReport_ = damage +
+                          "It was left as it is and the settings read as their defaults. To "
+                          "repair it, correct that line, or run \"marlindex-cli preferences "
+                          "--registry " +
+                          Quoted(file_) +
+                          " reset\", which keeps the damaged file beside it as .bad and starts "
+                          "from the defaults. This is said once for this damage.";
+        }
         return;
     }
     if (const auto keptAt = KeepAside(file_, ".bad")) {

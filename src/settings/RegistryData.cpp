@@ -94,20 +94,12 @@ void AppendHex(std::string& out, std::uint32_t number, int minDigits) {
     }
 }
 
-// A piece of the file fit to quote in a message: short, control bytes shown as "?", and the
-// code page's letters turned into UTF-8 so the message reads right wherever it is shown.
+// A piece of the file quoted in a message as every reader quotes: the code page's letters
+// turned into UTF-8, control bytes escaped, cut at 60 characters. One byte is one character
+// here, so a cut before the conversion never splits one.
 std::string Excerpt(std::string_view text) {
-    constexpr std::size_t kMax = 40;
-    std::string shown;
-    for (char c : text.substr(0, kMax)) {
-        const auto byte = static_cast<unsigned char>(c);
-        shown += (byte < 0x20 || byte == 0x7F) ? '?' : c;
-    }
-    std::string result = "\"" + Cp1252ToUtf8(shown) + "\"";
-    if (text.size() > kMax) {
-        result.insert(result.size() - 1, "...");
-    }
-    return result;
+    constexpr std::size_t kShown = 60;
+    return QuoteExcerpt(Cp1252ToUtf8(text.substr(0, kShown + 1)), kShown);
 }
 
 // Splits a key path into its non-empty segments, refusing what the registry refuses.
@@ -404,9 +396,13 @@ bool ParseValueLine(std::string_view line, LineReader& lines, std::string& name,
         return fail("value deletion (\"name\"=-) is not supported in a settings file");
     }
     if (StartsWithIgnoreCase(rest, "dword:")) {
-        const auto number = ParseHex32(rest.substr(6));
+        // The registry editor always writes eight digits; fewer means the line was cut short,
+        // and reading "0000001" as 1 would hide that.
+        const std::string_view digits = rest.substr(6);
+        const auto number = digits.size() == 8 ? ParseHex32(digits) : std::nullopt;
         if (!number) {
-            return fail("dword value " + Excerpt(rest.substr(6)) + " is not 1 to 8 hex digits");
+            return fail("dword value " + Excerpt(digits) +
+                        " is not eight hex digits (the line may be cut short)");
         }
         value.type = kRegDWord;
         value.data.clear();
@@ -467,14 +463,11 @@ const RegistryData::Key* RegistryData::FindKey(RegistryRoot root, std::string_vi
     }
     const Key* key = &rootIt->key;
     for (std::string_view segment : segments) {
-        const std::string folded = ToLowerAscii(segment);
-        const auto it =
-            std::lower_bound(key->subkeys.begin(), key->subkeys.end(), folded,
-                             [](const Key& k, const std::string& f) { return k.folded < f; });
-        if (it == key->subkeys.end() || it->folded != folded) {
+        const auto it = key->subkeys.find(ToLowerAscii(segment));
+        if (it == key->subkeys.end()) {
             return nullptr;
         }
-        key = &*it;
+        key = &it->second;
     }
     return key;
 }
@@ -491,25 +484,26 @@ RegistryData::Key* RegistryData::FindOrCreateKey(RegistryRoot root, std::string_
     }
     Key* key = &rootIt->key;
     for (std::string_view segment : segments) {
-        std::string folded = ToLowerAscii(segment);
-        auto it = std::lower_bound(key->subkeys.begin(), key->subkeys.end(), folded,
-                                   [](const Key& k, const std::string& f) { return k.folded < f; });
-        if (it == key->subkeys.end() || it->folded != folded) {
-            it = key->subkeys.insert(it, Key{std::string(segment), std::move(folded), {}, {}});
+        auto [it, added] = key->subkeys.try_emplace(ToLowerAscii(segment));
+        if (added) {
+            it->second.name = std::string(segment);
         }
-        key = &*it;
+        key = &it->second;
     }
     return key;
 }
 
+const RegistryData::NamedValue* RegistryData::FindValue(const Key& key, std::string_view name) {
+    const auto it = key.valueIndex.find(ToLowerAscii(name));
+    return it == key.valueIndex.end() ? nullptr : &key.values[it->second];
+}
+
 void RegistryData::SetValue(Key& key, std::string_view name, const RegistryValue& value) {
-    const auto it = std::find_if(key.values.begin(), key.values.end(), [name](const NamedValue& v) {
-        return EqualsIgnoreCase(v.name, name);
-    });
-    if (it != key.values.end()) {
-        it->value = value;
-    } else {
+    const auto [it, added] = key.valueIndex.try_emplace(ToLowerAscii(name), key.values.size());
+    if (added) {
         key.values.push_back({std::string(name), value});
+    } else {
+        key.values[it->second].value = value;
     }
 }
 
@@ -519,10 +513,8 @@ std::optional<RegistryValue> RegistryData::Read(RegistryRoot root, std::string_v
     if (key == nullptr) {
         return std::nullopt;
     }
-    for (const auto& v : key->values) {
-        if (EqualsIgnoreCase(v.name, name)) {
-            return v.value;
-        }
+    if (const NamedValue* found = FindValue(*key, name)) {
+        return found->value;
     }
     return std::nullopt;
 }
@@ -546,13 +538,18 @@ bool RegistryData::Remove(RegistryRoot root, std::string_view path, std::string_
     if (key == nullptr) {
         return false;
     }
-    const auto it =
-        std::find_if(key->values.begin(), key->values.end(),
-                     [name](const NamedValue& v) { return EqualsIgnoreCase(v.name, name); });
-    if (it == key->values.end()) {
+    const auto found = key->valueIndex.find(ToLowerAscii(name));
+    if (found == key->valueIndex.end()) {
         return false;
     }
-    key->values.erase(it);
+    const std::size_t position = found->second;
+    key->values.erase(key->values.begin() + static_cast<std::ptrdiff_t>(position));
+    key->valueIndex.erase(found);
+    for (auto& [folded, index] : key->valueIndex) {
+        if (index > position) {
+            --index;
+        }
+    }
     return true;
 }
 
@@ -586,7 +583,7 @@ void RegistryData::WriteKey(std::string& out, const Key& key, std::string& path)
         AppendValue(out, v.name, v.value);
     }
     out += kLineEnd;
-    for (const auto& subkey : key.subkeys) {
+    for (const auto& [folded, subkey] : key.subkeys) {
         WriteKey(out, subkey, path);
     }
     path.resize(parentLength);
@@ -607,7 +604,7 @@ std::string RegistryData::ToRegedit4() const {
             }
             out += kLineEnd;
         }
-        for (const auto& subkey : root.key.subkeys) {
+        for (const auto& [folded, subkey] : root.key.subkeys) {
             WriteKey(out, subkey, path);
         }
     }

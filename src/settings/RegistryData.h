@@ -11,9 +11,11 @@
 #include "startup/Problem.h"
 
 #include <cstddef>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace marlindex {
@@ -63,11 +65,13 @@ private:
         RegistryValue value;
     };
 
+    // Subkeys and values are found through ordered and hashed indexes, so that reading a file
+    // of n keys or n values takes time in proportion to n, whatever their order.
     struct Key {
-        std::string name;         // first spelling
-        std::string folded;       // lower-case name, the sort and lookup key
-        std::vector<Key> subkeys; // sorted by `folded`
-        std::vector<NamedValue> values;
+        std::string name;                   // first spelling
+        std::map<std::string, Key> subkeys; // by lower-case name: sorted as the file is written
+        std::vector<NamedValue> values;     // in the order first written
+        std::unordered_map<std::string, std::size_t> valueIndex; // lower-case name -> position
     };
 
     struct Root {
@@ -77,6 +81,7 @@ private:
 
     const Key* FindKey(RegistryRoot root, std::string_view path) const;
     Key* FindOrCreateKey(RegistryRoot root, std::string_view path);
+    static const NamedValue* FindValue(const Key& key, std::string_view name);
     static void SetValue(Key& key, std::string_view name, const RegistryValue& value);
     static void WriteKey(std::string& out, const Key& key, std::string& path);
 

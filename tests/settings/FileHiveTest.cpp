@@ -1,10 +1,12 @@
 #include "settings/FileHive.h"
 
 #include "settings/ProgramSettings.h"
+#include "support/HostileFiles.h"
 #include "support/TempFolder.h"
 
 #include <algorithm>
 #include <cstdlib>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -76,7 +78,7 @@ TEST(FileHive, ReadWriteHiveMovesADamagedFileAsideAndStartsEmpty) {
     FileHive hive(file);
     const auto report = hive.TakeLoadReport();
     ASSERT_TRUE(report);
-    for (const std::string& part : {file.string(), "line 5: "s, "registry.reg.bad"s}) {
+    for (const std::string& part : {file.string(), "line 4: "s, "registry.reg.bad"s}) {
         EXPECT_NE(report->find(part), std::string::npos) << *report;
     }
     EXPECT_EQ(report->find('\n'), std::string::npos) << *report;
@@ -99,14 +101,24 @@ TEST(FileHive, ReadOnlyHiveLeavesADamagedFileWhereItIsAndNeverWrites) {
     FileHive hive(file, FileHive::Access::ReadOnly);
     const auto report = hive.TakeLoadReport();
     ASSERT_TRUE(report);
-    EXPECT_NE(report->find("line 5: "), std::string::npos) << *report;
-    EXPECT_NE(report->find("left"), std::string::npos) << *report;
+    // Where, what, that it was left, and how to repair it.
+    for (const std::string& part :
+         {"line 4: "s, "eight hex digits"s, "left"s, "preferences --registry"s, " reset"s}) {
+        EXPECT_NE(report->find(part), std::string::npos) << *report;
+    }
     EXPECT_FALSE(hive.TakeLoadReport());
     EXPECT_FALSE(hive.ReadValue(kUser, "SOFTWARE\\QRV\\Marlindex\\Settings", "ApplyTo"));
     EXPECT_FALSE(hive.WriteValue(kUser, "A", "x", kY));
     EXPECT_FALSE(hive.ReadValue(kUser, "A", "x"));
-    EXPECT_EQ(FolderContents(temp.path()), std::vector<std::string>{"registry.reg"});
     EXPECT_EQ(ReadBytes(file), kDamaged);
+
+    // Reading commands say it once for this damage, not on every run; other damage is news.
+    EXPECT_FALSE(FileHive(file, FileHive::Access::ReadOnly).TakeLoadReport());
+    const std::string otherDamage = kDamaged + "\"Broken\"=\"cut\r\n";
+    WriteBytes(file, otherDamage);
+    EXPECT_TRUE(FileHive(file, FileHive::Access::ReadOnly).TakeLoadReport());
+    EXPECT_FALSE(FileHive(file, FileHive::Access::ReadOnly).TakeLoadReport());
+    EXPECT_EQ(ReadBytes(file), otherDamage);
 
     // A sound file reads, but still takes no writes.
     const std::string sound = "REGEDIT4\r\n[HKEY_CURRENT_USER\\A]\r\n\"x\"=\"1\"\r\n";
@@ -116,6 +128,8 @@ TEST(FileHive, ReadOnlyHiveLeavesADamagedFileWhereItIsAndNeverWrites) {
     EXPECT_FALSE(readOnly.WriteValue(kUser, "A", "x", kY));
     EXPECT_EQ(readOnly.ReadValue(kUser, "a", "X"), (RegistryValue{kRegString, "1\0"s}));
     EXPECT_EQ(ReadBytes(file), sound);
+    // The note of the earlier damage goes with it, so the same damage later is news again.
+    EXPECT_EQ(FolderContents(temp.path()), std::vector<std::string>{"registry.reg"});
 }
 
 TEST(FileHive, AFileThatCannotBeReadIsReportedAndNeverReplaced) {
@@ -128,6 +142,41 @@ TEST(FileHive, AFileThatCannotBeReadIsReportedAndNeverReplaced) {
     EXPECT_NE(report->find(folder.string()), std::string::npos) << *report;
     EXPECT_FALSE(hive.WriteValue(kUser, "A", "x", kY));
     EXPECT_TRUE(fs::is_directory(folder));
+}
+
+TEST(FileHive, APipeADeviceOrARunawayFileIsRefusedAtOnceAndKept) {
+    TempFolder temp;
+    const fs::path pipe = temp / "pipe.reg";
+    if (!test::MakeFifo(pipe)) {
+        GTEST_SKIP() << "no named pipes on this system";
+    }
+    FileHive fromPipe(pipe); // would wait for a writer for ever if it were opened
+    const auto pipeReport = fromPipe.TakeLoadReport();
+    ASSERT_TRUE(pipeReport);
+    EXPECT_NE(pipeReport->find("a pipe, not a regular file"), std::string::npos) << *pipeReport;
+    EXPECT_FALSE(fromPipe.WriteValue(kUser, "A", "x", kY));
+    EXPECT_EQ(fs::status(pipe).type(), fs::file_type::fifo);
+
+    FileHive fromDevice(*test::EndlessDevice());
+    const auto deviceReport = fromDevice.TakeLoadReport();
+    ASSERT_TRUE(deviceReport);
+    EXPECT_NE(deviceReport->find("a device"), std::string::npos) << *deviceReport;
+
+    // Larger than any settings file: refused by its size, before a byte is read.
+    const fs::path runaway = temp / "runaway.reg";
+    {
+        std::ofstream out(runaway, std::ios::binary);
+        out << "REGEDIT4\r\n";
+    }
+    fs::resize_file(runaway, 40u << 20);
+    FileHive fromRunaway(runaway);
+    const auto runawayReport = fromRunaway.TakeLoadReport();
+    ASSERT_TRUE(runawayReport);
+    EXPECT_NE(runawayReport->find("40 MB, larger than a settings file can be (at most 32 MB)"),
+              std::string::npos)
+        << *runawayReport;
+    EXPECT_FALSE(fromRunaway.WriteValue(kUser, "A", "x", kY));
+    EXPECT_EQ(fs::file_size(runaway), 40u << 20);
 }
 
 TEST(FileHive, AWriteThatCannotBeSavedIsNotSeenByLaterReads) {

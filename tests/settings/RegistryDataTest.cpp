@@ -135,7 +135,7 @@ TEST(RegistryData, ReadsAHandWrittenFile) {
                                     "\"Expand\"=hex(2):25,00\n"
                                     "\"Empty\"=hex(0):\n"
                                     "[HKEY_CURRENT_USER\\SOFTWARE\\qrv]\n"
-                                    "\"count\"=dword:a\n");
+                                    "\"count\"=dword:0000000a\n");
     const auto read = [&](std::string_view name) {
         return data.Read(kUser, "Software\\QRV", name);
     };
@@ -173,6 +173,10 @@ TEST(RegistryData, ReportsDamageWithItsLineAndNeverSkipsIt) {
         {head + "\"x\"=qword:1\n", 4, "neither"},
         {head + "hello\n", 4, "expected a section"},
         {head + "\"x\"=dword:000000001\n", 4, "dword"},
+        // A dword cut short would otherwise read as another number without a word.
+        {head + "\"x\"=dword:0000001\n", 4, "eight hex digits"},
+        {head + "\"x\"=dword:\n", 4, "eight hex digits"},
+        {head + "\"x\"=dword:0000000g\n", 4, "eight hex digits"},
         {head + "\"x\"=hex:01,2,03\n", 4, "two hex digits"},
         {head + "\"x\"=hex:01,02,\n", 4, "cut short"},
         {head + "\"x\"=hex:01,\\\n", 4, "end of the file"},
@@ -189,6 +193,36 @@ TEST(RegistryData, ReportsDamageWithItsLineAndNeverSkipsIt) {
         EXPECT_NE(error.what.find(c.says), std::string::npos) << error.what;
         EXPECT_LT(error.what.size(), 200u); // quotes of the file are cut short
     }
+}
+
+TEST(RegistryData, ManyKeysAndValuesKeepTheirOrderAndLookups) {
+    // Keys come out sorted whatever order they were written in; values keep theirs, and
+    // lookups stay right after a removal shifts the values behind it.
+    RegistryData data;
+    for (int i = 300; i-- > 0;) {
+        ASSERT_TRUE(data.Write(kUser, "K\\k" + std::to_string(1000 + i), "v", Text("x\0"s)));
+    }
+    for (int i = 0; i < 300; ++i) {
+        ASSERT_TRUE(
+            data.Write(kUser, "V", "n" + std::to_string(i), Text(std::to_string(i) + '\0')));
+    }
+    ASSERT_TRUE(data.Remove(kUser, "v", "N10"));
+    EXPECT_FALSE(data.Remove(kUser, "V", "n10"));
+    EXPECT_FALSE(data.Read(kUser, "V", "n10"));
+    EXPECT_EQ(data.Read(kUser, "V", "N11"), Text("11\0"s));
+    EXPECT_EQ(data.Read(kUser, "V", "n299"), Text("299\0"s));
+    ASSERT_TRUE(data.Write(kUser, "V", "N10", Text("back\0"s)));
+    const std::vector<std::string> names = data.ValueNames(kUser, "V");
+    ASSERT_EQ(names.size(), 300u);
+    EXPECT_EQ(names[10], "n11");
+    EXPECT_EQ(names.back(), "N10"); // a value written again after removal is a new one
+
+    const std::string text = data.ToRegedit4();
+    EXPECT_LT(text.find("\\K\\k1000]"), text.find("\\K\\k1001]"));
+    EXPECT_LT(text.find("\\K\\k1298]"), text.find("\\K\\k1299]"));
+    const auto again = RegistryData::FromRegedit4(text);
+    ASSERT_TRUE(again) << again.problem().Message();
+    EXPECT_EQ(again->ToRegedit4(), text);
 }
 
 TEST(RegistryData, SurvivesHostileInput) {
