@@ -45,18 +45,18 @@ int Filter(const FilterOptions& options, std::ostream& out, std::ostream& err) {
         }
         if (!options.recreate) {
             err << "The file is left as it is. Run with --recreate to write the default file "
-                   "(with --backup the old one is kept as "
-                << kFilterBackupName << ").\n";
+                   "(with --backup the old one is kept first as "
+                << kFilterBackupName << ", or as tempFilter.1.bak, ... when that is taken).\n";
             return kExitBadInput;
         }
-        if (const Result<void> written = RecreateFilterFile(options.databaseFolder, options.backup);
-            !written) {
+        const Result<std::optional<fs::path>> written =
+            RecreateFilterFile(options.databaseFolder, options.backup);
+        if (!written) {
             return Report(written.problem(), err);
         }
-        err << FilterFilePath(options.databaseFolder).string() << ": re-created"
-            << (options.backup
-                    ? std::string(", the old file kept as ") + std::string(kFilterBackupName)
-                    : std::string())
+        err << Utf8Path(FilterFilePath(options.databaseFolder)) << ": re-created"
+            << (written->has_value() ? ", the old file kept as " + Utf8Path(**written)
+                                     : std::string())
             << "\n";
         contents = DefaultFilterContents();
     }
@@ -90,7 +90,8 @@ void AddFilterCommands(CLI::App& app, CliStreams streams, CliCommands& commands)
         "its question");
     command
         ->add_flag("--backup", filter->backup,
-                   "With --recreate: first copy the old file to tempFilter.bak")
+                   "With --recreate: first copy the old file to tempFilter.bak, or to "
+                   "tempFilter.1.bak, tempFilter.2.bak, ... when that is taken")
         ->needs(recreate);
     commands.push_back(
         {command, [filter, streams] { return Filter(*filter, streams.out, streams.err); }});

@@ -1,7 +1,6 @@
 #include "filter/FilterTree.h"
 
 #include "filter/FilterExpression.h"
-#include "startup/Codepage.h"
 
 #include <algorithm>
 #include <charconv>
@@ -81,7 +80,7 @@ FilterLoadResult FilterTree::Form_Load(UserPrompts& prompts) {
     bool created = false;
     // A database the program has not worked with yet has no filter file: that is no error.
     if (!fs::exists(file, error) && !error) {
-        if (const Result<void> written = RecreateFilterFile(databaseFolder_, false); !written) {
+        if (const auto written = RecreateFilterFile(databaseFolder_, false); !written) {
             prompts.Inform(std::string(kConfigurationErrorTitle),
                            "The filter file could not be created.\r\n" +
                                written.problem().Message(),
@@ -111,7 +110,8 @@ FilterLoadResult FilterTree::Form_Load(UserPrompts& prompts) {
         const bool backup = prompts.AskYesNo(std::string(kConfigurationErrorTitle),
                                              ConfigurationErrorText(file, read.problem().Message()),
                                              PromptIcon::Critical);
-        if (const Result<void> written = RecreateFilterFile(databaseFolder_, backup); !written) {
+        const Result<std::optional<fs::path>> written = RecreateFilterFile(databaseFolder_, backup);
+        if (!written) {
             prompts.Inform(std::string(kConfigurationErrorTitle),
                            std::string("The configuration file could not be re-created; the old "
                                        "file is left as it was.\r\n") +
@@ -119,6 +119,9 @@ FilterLoadResult FilterTree::Form_Load(UserPrompts& prompts) {
                            PromptIcon::Exclamation);
             Publish(false);
             return FilterLoadResult::NotRecreated;
+        }
+        if (written->has_value()) {
+            loadNote_ = "The damaged filter file was kept as " + Utf8Path(**written) + ".";
         }
         recreated = true;
     }
@@ -275,19 +278,10 @@ void FilterTree::TreeView1_AfterLabelEdit(bool cancel, const std::string& newTex
     if (item == nullptr || cancel || newText.empty()) {
         return;
     }
-    // A TAB or a line break would split the item's line in the file on the next read.
-    if (newText.find_first_of("\t\r\n") != std::string::npos) {
+    if (const std::optional<FilterNameFault> fault = CheckFilterName(newText)) {
         prompts.Inform(std::string(kCaption),
-                       "A name cannot hold a TAB or a line break; \"" + item->text +
-                           "\" keeps its name.",
-                       PromptIcon::Information);
-        return;
-    }
-    CodepageError codepageError;
-    if (!Utf8ToCp1252(newText, &codepageError)) {
-        prompts.Inform(std::string(kCaption),
-                       "The filter file cannot store this name: " + codepageError.what + ". \"" +
-                           item->text + "\" keeps its name.",
+                       "The name " + QuoteExcerpt(newText) + " cannot be used: it holds " +
+                           fault->what + ". \"" + item->text + "\" keeps its name.",
                        PromptIcon::Information);
         return;
     }

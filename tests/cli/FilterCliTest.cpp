@@ -50,7 +50,8 @@ TEST_F(FilterCliTest, WritesTheExpressionInTheLoadOrTheSavedForm) {
 TEST_F(FilterCliTest, ADamagedFileIsLeftAloneUnlessTheDefaultIsAskedFor) {
     const Result missing = Run({"filter", Database()});
     EXPECT_EQ(missing.status, kExitBadInput);
-    EXPECT_NE(missing.err.find(File().string() + ": Cannot read the file: "), std::string::npos)
+    EXPECT_NE(missing.err.find(File().string() + ": there is no such filter file"),
+              std::string::npos)
         << missing.err;
     EXPECT_FALSE(std::filesystem::exists(File()));
 
@@ -67,6 +68,7 @@ TEST_F(FilterCliTest, ADamagedFileIsLeftAloneUnlessTheDefaultIsAskedFor) {
         << "--backup only goes with --recreate";
     EXPECT_EQ(test::ReadBytes(File()), truncated);
 
+    // Each re-creation keeps the file it replaces beside the earlier backups.
     const Result recreated = Run({"filter", "--recreate", "--backup", Database()});
     EXPECT_EQ(recreated.status, kExitOk) << recreated.err;
     EXPECT_EQ(recreated.out, "") << "nothing is marked in the default file";
@@ -74,11 +76,35 @@ TEST_F(FilterCliTest, ADamagedFileIsLeftAloneUnlessTheDefaultIsAskedFor) {
     const std::string fresh = test::ReadBytes(File());
     EXPECT_EQ(fresh.substr(0, 35), "[Markets]\r\n0\tMarket 1\r\n0\tMarket 2\r\n");
     EXPECT_EQ(fresh.substr(fresh.size() - 16), "0\tWatchlist 63\r\n");
+    test::WriteBytes(File(), "damaged again");
+    const Result again = Run({"filter", "--recreate", "--backup", Database()});
+    EXPECT_EQ(again.status, kExitOk) << again.err;
+    EXPECT_NE(again.err.find(": re-created, the old file kept as " +
+                             (database_ / "tempFilter.1.bak").string()),
+              std::string::npos)
+        << again.err;
+    EXPECT_EQ(test::ReadBytes(database_ / "tempFilter.bak"), truncated);
+    EXPECT_EQ(test::ReadBytes(database_ / "tempFilter.1.bak"), "damaged again");
 
     // An intact file is never replaced.
     test::WriteBytes(File(), kSample);
     EXPECT_EQ(Run({"filter", "--recreate", Database()}).status, kExitOk);
     EXPECT_EQ(test::ReadBytes(File()), kSample);
+}
+
+TEST_F(FilterCliTest, ANameTheExpressionCannotTakeIsReportedAtItsLineAndNeverWritten) {
+    const std::string hostile = "[Markets]\r\n1\tNYSE\r\n[Groups]\r\n1\tFunds\\\r\n"
+                                "[Sectors]\r\n[Industries]\r\n[Watchlists]\r\n";
+    test::WriteBytes(File(), hostile);
+    const Result refused = Run({"filter", Database()});
+    EXPECT_EQ(refused.status, kExitBadInput);
+    EXPECT_EQ(refused.out, "") << "no part of the expression is written";
+    EXPECT_NE(refused.err.find(File().string() +
+                               ", line 4, column 8: The name \"Funds\\\" under [Groups] "
+                               "holds a backslash"),
+              std::string::npos)
+        << refused.err;
+    EXPECT_EQ(test::ReadBytes(File()), hostile) << "left as it is without --recreate";
 }
 
 TEST_F(FilterCliTest, GenerateTakesTheFilterFromTheDatabaseFolder) {

@@ -113,16 +113,21 @@ TEST_F(FilterTreeTest, ADamagedFileIsRecreatedAfterTheQuestionThatNamesIt) {
 }
 
 TEST_F(FilterTreeTest, NoDamagedFileIsLostWithoutTheUsersSay) {
-    test::WriteBytes(File(), "damaged");
-    fs::create_directory(folder / "tempFilter.bak"); // the backup cannot be written
+    // A folder in the file's place is damage, and cannot be backed up.
+    fs::create_directory(File());
+    test::WriteBytes(File() / "inside", "damaged");
     prompts.answers = {true};
     EXPECT_EQ(tree.Form_Load(prompts), FilterLoadResult::NotRecreated);
     ASSERT_EQ(prompts.shown.size(), 2u);
+    EXPECT_NE(prompts.shown[0].text.find("is a folder, not a regular file"), std::string::npos)
+        << prompts.shown[0].text;
     EXPECT_EQ(prompts.shown[1].kind, "inform");
+    EXPECT_NE(prompts.shown[1].text.find("nothing to back up"), std::string::npos)
+        << prompts.shown[1].text;
     EXPECT_EQ(tree.FilterExpression(), "");
     // OK on the empty dialog writes nothing over the damaged file.
     EXPECT_TRUE(tree.btnOK_Click(prompts));
-    EXPECT_EQ(test::ReadBytes(File()), "damaged");
+    EXPECT_EQ(test::ReadBytes(File() / "inside"), "damaged");
 
     // Without a database folder there is nothing to ask about: the load ends quietly.
     for (const fs::path& database : {fs::path(), folder / "gone"}) {
@@ -192,7 +197,7 @@ TEST_F(FilterTreeTest, DeletingAsksFirstAndKeysAreNotRenumberedAfterDeleteAndAdd
     EXPECT_EQ(Text("G0"), "New Groups");
 }
 
-TEST_F(FilterTreeTest, RenamingTakesAnyTextTheFileCanHold) {
+TEST_F(FilterTreeTest, RenamingTakesAnyTextTheFileAndTheExpressionCanHold) {
     LoadSample();
     const auto rename = [this](bool cancel, const std::string& text) {
         RightClick("M0");
@@ -203,10 +208,52 @@ TEST_F(FilterTreeTest, RenamingTakesAnyTextTheFileCanHold) {
     EXPECT_EQ(rename(false, ""), "NYSE");
     EXPECT_EQ(rename(true, "Cancelled"), "NYSE");
     EXPECT_TRUE(prompts.shown.empty());
-    EXPECT_EQ(rename(false, "NY\tSE"), "NYSE");
-    EXPECT_EQ(rename(false, "\u03a9mega"), "NYSE");
-    EXPECT_EQ(prompts.shown.size(), 2u) << "each refusal is explained";
-    EXPECT_EQ(rename(false, "  Soci\u00e9t\u00e9 "), "  Soci\u00e9t\u00e9 ") << "as it stands";
+    // Each refusal says what the name holds and why it cannot.
+    const std::pair<std::string, std::string> refused[] = {
+        {"NY\tSE", "a TAB"},
+        {"NY\nSE", "a line break"},
+        {"Say \"NY\"", "a double quote (\"), which would end the quoted name in the filter "
+                       "expression"},
+        {"NY\\SE", "a backslash"},
+        {"NY\x01SE", "the control character U+0001"},
+        {"\u03a9mega", "the character U+03A9, which the filter file (Windows-1252) cannot hold"},
+    };
+    for (const auto& [text, reason] : refused) {
+        prompts.shown.clear();
+        EXPECT_EQ(rename(false, text), "NYSE") << text;
+        ASSERT_EQ(prompts.shown.size(), 1u) << text;
+        EXPECT_EQ(prompts.shown[0].title, "Filter Settings");
+        EXPECT_TRUE(prompts.shown[0].text.starts_with("The name " + QuoteExcerpt(text) +
+                                                      " cannot be used: it holds " + reason))
+            << prompts.shown[0].text;
+        EXPECT_TRUE(prompts.shown[0].text.ends_with(". \"NYSE\" keeps its name."));
+    }
+    EXPECT_EQ(rename(false, "  Soci\u00e9t\u00e9 O'Neil "), "  Soci\u00e9t\u00e9 O'Neil ")
+        << "as it stands";
+}
+
+// A name the expression cannot take is damage of the file: the question names the line, and
+// the answer Yes keeps the file beside every earlier backup.
+TEST_F(FilterTreeTest, ANameThatWouldBreakTheExpressionIsPutToTheUserAndNothingIsLost) {
+    const std::string hostile = "[Markets]\r\n1\tNYSE\r\n1\tSay \"Cheese\"\r\n[Groups]\r\n"
+                                "[Sectors]\r\n[Industries]\r\n[Watchlists]\r\n";
+    test::WriteBytes(File(), hostile);
+    test::WriteBytes(folder / "tempFilter.bak", "an earlier backup");
+    prompts.answers = {true};
+    EXPECT_EQ(tree.Form_Load(prompts), FilterLoadResult::Recreated);
+    ASSERT_EQ(prompts.shown.size(), 1u);
+    EXPECT_EQ(prompts.shown[0].title, "Configuration File Error");
+    EXPECT_NE(prompts.shown[0].text.find(
+                  "What is wrong: " + File().string() +
+                  ", line 3, column 7: The name \"Say \"Cheese\"\" under [Markets] holds a "
+                  "double quote"),
+              std::string::npos)
+        << prompts.shown[0].text;
+    EXPECT_EQ(tree.FilterExpression(), "") << "the default file marks nothing";
+    EXPECT_EQ(test::ReadBytes(folder / "tempFilter.bak"), "an earlier backup");
+    EXPECT_EQ(test::ReadBytes(folder / "tempFilter.1.bak"), hostile);
+    EXPECT_EQ(tree.TakeLoadNote(), "The damaged filter file was kept as " +
+                                       (folder / "tempFilter.1.bak").string() + ".");
 }
 
 TEST_F(FilterTreeTest, OkWritesTheFileAndRebuildsTheExpressionInItsOwnForm) {
@@ -249,7 +296,7 @@ TEST_F(FilterTreeTest, ADatabaseSwitchSavesTheOldFolderThenLoadsTheNewOne) {
     LoadSample();
     LeftClick("M1");
     test::TempFolder other;
-    ASSERT_TRUE(RecreateFilterFile(other.path(), false));
+    ASSERT_TRUE(RecreateFilterFile(other.path(), false).ok());
     EXPECT_EQ(tree.ChangeDatabase(other.path(), prompts), FilterLoadResult::Loaded);
     EXPECT_NE(test::ReadBytes(File()).find("\r\n1\tNASDAQ\r\n"), std::string::npos);
     EXPECT_EQ(Text("M0"), "Market 1");
