@@ -5,6 +5,7 @@
 #include "amibroker/LocalBroker.h"
 #include "app/QtPrompts.h"
 #include "filter/FilterTree.h"
+#include "formula/IndicatorParameters.h"
 #include "library/LibraryInstall.h"
 #include "mainwindow/frmMain.h"
 #include "settings/ProgramSettings.h"
@@ -60,6 +61,15 @@ int ShowMainWindow(const StartupArguments& arguments, QtPrompts& prompts) {
             prompts.Inform("Marlindex - Settings", *store.loadReport, PromptIcon::Exclamation);
         }
         settings = std::make_unique<CProgramSettings>(CProgramSettings::ForMarlindex(*store.hive));
+        if (const std::vector<std::string> refused = CheckStoredParameters(*settings);
+            !refused.empty()) {
+            std::string text = "Some stored indicator parameters cannot be used, so their defaults "
+                               "are used instead until they are changed in File, Preferences:";
+            for (const std::string& line : refused) {
+                text += "\n\n" + store.place + ": " + line + ".";
+            }
+            prompts.Inform("Marlindex - Settings", text, PromptIcon::Exclamation);
+        }
 
         const std::filesystem::path programFolder =
             arguments.programFolder ? std::filesystem::path(*arguments.programFolder)

@@ -2,6 +2,7 @@
 
 #include "formula/AflNumber.h"
 #include "formula/Catalogues.h"
+#include "formula/IndicatorParameters.h"
 #include "startup/TextHelpers.h"
 
 #include <algorithm>
@@ -77,18 +78,15 @@ std::string ModifiedSide2(const std::string& t, const EditorState& s) {
 }
 
 // The parameters an indicator is computed with, in template order: the stored preference
-// where there is one, else the catalogue default. An indicator without parameters never
-// touches the settings.
+// where it meets the dialog's rules, else the catalogue default. An indicator without
+// parameters never touches the settings.
 std::vector<std::string> ParametersInUse(const IndicatorEntry& indicator,
                                          const CProgramSettings& settings) {
     std::vector<std::string> values;
-    if (indicator.defaultParameters.empty()) {
-        return values;
-    }
-    const std::string section = "Settings\\Indicator\\" + std::to_string(indicator.index);
     const std::vector<std::string> defaults = SplitAtBlanks(indicator.defaultParameters);
     for (std::size_t k = 1; k <= defaults.size(); ++k) {
-        values.push_back(settings.ReadEntry(section, std::to_string(k), defaults[k - 1]));
+        values.push_back(
+            ParameterInUse(indicator.index, static_cast<int>(k), defaults[k - 1], settings));
     }
     return values;
 }

@@ -1,6 +1,7 @@
 #include "preferences/PreferenceFields.h"
 
 #include "formula/Catalogues.h"
+#include "formula/IndicatorParameters.h"
 #include "startup/TextHelpers.h"
 
 #include <algorithm>
@@ -17,9 +18,8 @@ constexpr int kKeyNine = '9';
 // The smoothing and feedback factors of the adaptive averages may be written as anything AFL
 // accepts there (an expression, an array name), so neither the number rule nor the key
 // filter applies to them.
-bool TakesAnyText(std::string_view name) {
-    return EqualsIgnoreCase(name, "I342") || EqualsIgnoreCase(name, "I352") ||
-           EqualsIgnoreCase(name, "I353");
+bool TakesAnyText(const PreferenceField& field) {
+    return KindOfParameter(field.Indicator(), field.Position()) == ParameterKind::Expression;
 }
 
 // The parabolic SAR's acceleration and maximum are fractions: both fields take the keys of a
@@ -36,30 +36,6 @@ bool IsLetter(int key) {
     return (key >= 'A' && key <= 'Z') || (key >= 'a' && key <= 'z');
 }
 
-// The combo boxes: the price array of the indicators that take one, and ROC's absmode.
-// Volume is an array only where the indicator makes sense of it.
-std::vector<std::string> ComboList(std::string_view name) {
-    if (EqualsIgnoreCase(name, "I153")) {
-        return {"False", "True"};
-    }
-    static constexpr std::string_view kArrays[] = {"I31",  "I71",  "I81",  "I91",  "I151",
-                                                   "I161", "I271", "I281", "I341", "I351",
-                                                   "I361", "I371", "I381", "I391"};
-    static constexpr std::string_view kWithVolume[] = {"I31", "I151", "I161", "I341", "I351"};
-    const auto among = [name](const auto& set) {
-        return std::any_of(std::begin(set), std::end(set),
-                           [name](std::string_view item) { return EqualsIgnoreCase(item, name); });
-    };
-    if (!among(kArrays)) {
-        return {};
-    }
-    std::vector<std::string> list{"Close", "Open", "High", "Low", "Average"};
-    if (among(kWithVolume)) {
-        list.emplace_back("Volume");
-    }
-    return list;
-}
-
 // A field from its control name: "I" + indicator index + one-digit position.
 PreferenceField MakeField(std::string_view name) {
     PreferenceField field;
@@ -67,7 +43,7 @@ PreferenceField MakeField(std::string_view name) {
     std::string indicator(name.substr(1, name.size() - 2));
     indicator.resize(std::max<std::size_t>(indicator.size(), 2), ' ');
     field.tag = indicator + name.back();
-    field.list = ComboList(name);
+    field.list = ParameterChoices(field.Indicator(), field.Position());
     field.kind = field.list.empty() ? FieldKind::Text : FieldKind::Combo;
     return field;
 }
@@ -134,25 +110,6 @@ std::vector<PreferencePanel> BuildPanels() {
 
 } // namespace
 
-bool IsNumeric(std::string_view text) {
-    text = TrimBlanks(text);
-    if (!text.empty() && (text.front() == '+' || text.front() == '-')) {
-        text.remove_prefix(1);
-    }
-    bool digits = false;
-    bool point = false;
-    for (const char c : text) {
-        if (IsDigit(c)) {
-            digits = true;
-        } else if (c == '.' && !point) {
-            point = true;
-        } else {
-            return false;
-        }
-    }
-    return digits;
-}
-
 int PreferenceField::Indicator() const {
     const std::string_view number = TrimBlanks(std::string_view(tag).substr(0, 2));
     int index = 0;
@@ -206,15 +163,17 @@ PreferenceField* PreferenceFields::FindField(std::string_view name) {
 }
 
 void PreferenceFields::SelectSection(const PreferenceField& field) {
-    settings_->SetSection("Settings\\Indicator\\" + std::to_string(field.Indicator()));
+    settings_->SetSection(ParameterSection(field.Indicator()));
 }
 
 void PreferenceFields::Form_Load() {
     selectedTab_ = 1;
     closed_ = false;
+    // Each field shows what the formulas use: a stored value the rules refuse shows as the
+    // default, which OK then stores in its place.
     for (PreferenceField& field : fields_) {
-        SelectSection(field);
-        field.text = settings_->ReadEntry(std::to_string(field.Position()), field.Default());
+        field.text =
+            ParameterInUse(field.Indicator(), field.Position(), field.Default(), *settings_);
     }
 }
 
@@ -232,7 +191,7 @@ void PreferenceFields::Field_Change(std::string_view name, std::string text) {
 
 int PreferenceFields::Form_KeyPress(int keyAscii) const {
     const PreferenceField* field = Find(activeControl_);
-    if (field == nullptr || TakesAnyText(field->name) || keyAscii == kBackspace) {
+    if (field == nullptr || TakesAnyText(*field) || keyAscii == kBackspace) {
         return keyAscii;
     }
     if (IsSarField(field->name)) {
@@ -252,9 +211,8 @@ int PreferenceFields::Form_KeyPress(int keyAscii) const {
 }
 
 std::string PreferenceFields::SaveField(PreferenceField& field) {
-    const bool keeps = field.kind == FieldKind::Text
-                           ? TakesAnyText(field.name) || IsNumeric(field.text)
-                           : !field.text.empty();
+    const bool keeps = field.kind == FieldKind::Text ? TakesAnyText(field) || IsNumeric(field.text)
+                                                     : !field.text.empty();
     if (!keeps) {
         field.text = field.Default();
     }

@@ -10,6 +10,7 @@
 // "<position>".
 #pragma once
 
+#include "formula/IndicatorParameters.h" // IsNumeric: the rule of a number field
 #include "settings/ProgramSettings.h"
 
 #include <optional>
@@ -56,11 +57,6 @@ struct PreferencePanel {
     int columns = 1;
     std::vector<PreferenceFrame> frames;
 };
-
-// Whether a field's text counts as a number: blanks around, an optional sign, digits with at
-// most one decimal point. A saved number goes into AFL as it stands, so only what AFL reads
-// as a plain number qualifies (no exponent, no thousands separator).
-bool IsNumeric(std::string_view text);
 
 class PreferenceFields {
 public:

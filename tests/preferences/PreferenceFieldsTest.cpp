@@ -81,6 +81,16 @@ TEST_F(PreferenceFieldsTest, StoredValuesOverrideOnlyTheirOwnPositions) {
     form_.Form_Load();
     EXPECT_EQ(Text("I161"), "Close");
     EXPECT_EQ(Text("I162"), "21");
+
+    // A stored value the rules refuse shows as the default the formulas use instead, so OK
+    // puts the default in its place.
+    settings_.WriteEntry("1", "Typical");
+    settings_.WriteEntry("2", "14 ); Buy = 1; //");
+    form_.Form_Load();
+    EXPECT_EQ(Text("I161"), "Close");
+    EXPECT_EQ(Text("I162"), "14");
+    form_.btnOK_Click();
+    EXPECT_EQ(Stored(16, 2), "14");
 }
 
 TEST_F(PreferenceFieldsTest, NumbersAreWhatAflReadsAsAPlainNumber) {
