@@ -10,22 +10,23 @@
 namespace marlindex {
 
 // A file named on the command line; "-" is standard input.
-std::optional<std::string> ReadInput(const std::string& name, std::istream& in, std::ostream& err) {
-    if (name == "-") {
-        std::string text{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-        return text;
-    }
-    std::error_code error;
-    auto bytes = ReadWholeFile(name, &error);
+std::optional<std::string> ReadInput(const std::string& name, std::istream& in, std::ostream& err,
+                                     const InputFileKind& kind, int* status) {
+    Result<std::string> bytes =
+        name == "-" ? ReadInputStream(in, DisplayName(name), kind) : ReadInputFile(name, kind);
     if (!bytes) {
-        err << name << ": cannot read the file: " << error.message() << "\n";
+        const int reported = Report(bytes.problem(), err);
+        if (status != nullptr) {
+            *status = reported;
+        }
+        return std::nullopt;
     }
-    return bytes;
+    return std::move(bytes).value();
 }
 
-std::optional<ParsedScan> ReadScanFile(const std::string& name, std::istream& in,
-                                       std::ostream& err) {
-    const auto text = ReadInput(name, in, err);
+std::optional<ParsedScan> ReadScanFile(const std::string& name, std::istream& in, std::ostream& err,
+                                       int* status) {
+    const auto text = ReadInput(name, in, err, kScanFileKind, status);
     if (!text) {
         return std::nullopt;
     }
@@ -33,7 +34,10 @@ std::optional<ParsedScan> ReadScanFile(const std::string& name, std::istream& in
     Result<ParsedScan> parsed = ParseScan(*text);
     if (!parsed) {
         parsed.problem().where.file = shown;
-        Report(parsed.problem(), err);
+        const int reported = Report(parsed.problem(), err);
+        if (status != nullptr) {
+            *status = reported;
+        }
         return std::nullopt;
     }
     for (const std::string& warning : parsed->warnings) {

@@ -4,6 +4,7 @@
 
 #include "scanfile/ScanFile.h"
 #include "settings/SettingsHive.h"
+#include "startup/AtomicFile.h"
 #include "startup/Problem.h"
 
 #include <CLI/CLI.hpp>
@@ -43,12 +44,23 @@ void AddDatabaseCommands(CLI::App& app, CliStreams streams, CliCommands& command
 void AddScanCommand(CLI::App& app, CliStreams streams, CliCommands& commands);
 void AddCustomToolsCommands(CLI::App& app, CliStreams streams, CliCommands& commands);
 
-// A file named on the command line; "-" is standard input. Unreadable: says so on stderr.
-std::optional<std::string> ReadInput(const std::string& name, std::istream& in, std::ostream& err);
+// What the tool reads from the command line, with the most bytes each may hold: a file
+// beyond that is refused before it is read, and so are pipes and devices (standard input,
+// "-", is read up to the same bound).
+inline constexpr InputFileKind kInputFileKind{"input file", 16u << 20};
+inline constexpr InputFileKind kScanFileKind{"scan file", 16u << 20};
+
+// A file named on the command line; "-" is standard input. None, with the reason on stderr
+// (and in `status`, when given, the exit status its kind calls for), when it cannot be read
+// or is no file of that kind.
+std::optional<std::string> ReadInput(const std::string& name, std::istream& in, std::ostream& err,
+                                     const InputFileKind& kind = kInputFileKind,
+                                     int* status = nullptr);
 // A scan file named on the command line ("-" is stdin), read and checked; its warnings go to
-// stderr. None, with the reason on stderr, when it cannot be read or is not a scan file.
-std::optional<ParsedScan> ReadScanFile(const std::string& name, std::istream& in,
-                                       std::ostream& err);
+// stderr. None, with the reason on stderr (and the exit status in `status`, when given), when
+// it cannot be read or is not a scan file.
+std::optional<ParsedScan> ReadScanFile(const std::string& name, std::istream& in, std::ostream& err,
+                                       int* status = nullptr);
 // The scan generated with the indicator defaults of the settings file `registryFile` (the
 // default store when empty: the registry on Windows, the default file elsewhere). The
 // settings are only read: a damaged file is reported on stderr and left where it is.

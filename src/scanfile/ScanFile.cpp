@@ -47,8 +47,9 @@ void RejectUnknownFields(const json& object, std::initializer_list<std::string_v
                          const FieldPlace& place, std::string_view objectName = {}) {
     for (const auto& [key, value] : object.items()) {
         if (std::find(known.begin(), known.end(), key) == known.end()) {
-            std::string where =
-                objectName.empty() ? place.Field(key) : place.Field(objectName) + "." + key;
+            std::string where = objectName.empty()
+                                    ? place.Field(key)
+                                    : place.Field(objectName) + "." + QuoteExcerpt(key);
             throw ScanError(
                 where, "unknown field; expected one of " + [&] {
                     std::string list;
@@ -345,15 +346,207 @@ ScanRow ParseRow(const json& row, std::size_t number, std::vector<std::string>& 
     return result;
 }
 
-// Where a byte offset lies, for JSON syntax errors: its line and column.
+// Where a byte offset lies: its line, and its column counted in characters.
 marlindex::Place LineAndColumn(std::string_view text, std::size_t offset) {
     offset = std::min(offset, text.size());
     const std::string_view before = text.substr(0, offset);
     const auto line = static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n')) + 1;
     const std::size_t lineStart = before.rfind('\n');
-    const std::size_t column = offset - (lineStart == std::string_view::npos ? 0 : lineStart + 1);
-    return marlindex::Place::AtLine(line, std::max<std::size_t>(column, 1));
+    const std::string_view inLine =
+        before.substr(lineStart == std::string_view::npos ? 0 : lineStart + 1);
+    // UTF-8 continuation bytes do not start a character.
+    const auto column =
+        static_cast<std::size_t>(std::count_if(inLine.begin(), inLine.end(), [](char c) {
+            return (static_cast<unsigned char>(c) & 0xC0) != 0x80;
+        }));
+    return marlindex::Place::AtLine(line, column + 1);
 }
+
+// No scan file nests deeper than a few levels (the file, its rows, a row, a modifier); a deeper
+// one is refused before its values are built, so that no reader and no destructor recurses
+// through a hostile depth.
+constexpr std::size_t kMaxNesting = 64;
+
+// Where the first bracket that opens level `limit` + 1 lies, skipping strings; the text's size
+// when none does.
+std::size_t OffsetOfNesting(std::string_view text, std::size_t limit) {
+    std::size_t depth = 0;
+    bool inString = false;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        if (inString) {
+            if (c == '\\') {
+                ++i;
+            } else if (c == '"') {
+                inString = false;
+            }
+        } else if (c == '"') {
+            inString = true;
+        } else if (c == '[' || c == '{') {
+            if (++depth > limit) {
+                return i;
+            }
+        } else if ((c == ']' || c == '}') && depth > 0) {
+            --depth;
+        }
+    }
+    return text.size();
+}
+
+// The JSON library's own description of a syntax error, without its prefix and without the
+// text it last read (which may be the whole rest of a hostile file): "unexpected '}'; expected
+// string literal". Empty when the description has not the expected shape.
+std::string SyntaxErrorDetail(std::string_view message, const std::string& lastToken) {
+    constexpr std::string_view kSyntax = "syntax error ";
+    const std::size_t syntax = message.find(kSyntax);
+    if (syntax == std::string_view::npos) {
+        return {};
+    }
+    const std::size_t dash = message.find("- ", syntax + kSyntax.size());
+    if (dash == std::string_view::npos) {
+        return {};
+    }
+    std::string detail(message.substr(dash + 2));
+    const std::string lastRead = "; last read: '" + lastToken + "'";
+    if (const std::size_t at = detail.find(lastRead); at != std::string::npos) {
+        detail.erase(at, lastRead.size());
+    }
+    // The descriptions are short fixed texts; anything longer is not one of them.
+    constexpr std::size_t kLongest = 160;
+    return detail.size() > kLongest ? std::string() : detail;
+}
+
+// Builds the document from the JSON library's events, so that a bad file stops with what is
+// needed for a message (the place and the text read last, never the library's whole message)
+// and so that nesting and repeated keys are refused where they occur.
+class DocumentBuilder {
+public:
+    explicit DocumentBuilder(std::string_view text) : text_(text) {}
+
+    json& Document() { return document_; }
+    std::optional<Problem>& Refusal() { return refusal_; }
+
+    bool null() { return Add(json(nullptr)); }
+    bool boolean(bool value) { return Add(json(value)); }
+    bool number_integer(json::number_integer_t value) { return Add(json(value)); }
+    bool number_unsigned(json::number_unsigned_t value) { return Add(json(value)); }
+    bool number_float(json::number_float_t value, const json::string_t& /*text*/) {
+        return Add(json(value));
+    }
+    bool string(json::string_t& value) { return Add(json(std::move(value))); }
+    bool binary(json::binary_t& /*value*/) { return Add(json()); }
+    bool start_object(std::size_t /*elements*/) { return Open(json::object()); }
+    bool start_array(std::size_t /*elements*/) { return Open(json::array()); }
+    bool end_object() { return Close(); }
+    bool end_array() { return Close(); }
+    bool key(json::string_t& name) {
+        if (open_.back()->contains(name)) {
+            Refuse(Place::Within(PathTo(name)), "is given twice; a field is given once");
+            return false;
+        }
+        key_ = std::move(name);
+        return true;
+    }
+    bool parse_error(std::size_t position, const std::string& lastToken,
+                     const nlohmann::detail::exception& error) {
+        if (error.id == 406) {
+            // A number beyond what a double holds: its token was read in full.
+            const std::size_t start =
+                position >= lastToken.size() ? position - lastToken.size() : 0;
+            Refuse(LineAndColumn(text_, start),
+                   "the number " + QuoteExcerpt(lastToken) +
+                       " is out of range; numbers lie between -1.7e308 and 1.7e308");
+            return false;
+        }
+        std::string what = "not valid JSON";
+        const std::string detail = SyntaxErrorDetail(error.what(), lastToken);
+        if (!detail.empty()) {
+            what += ": " + detail;
+        }
+        if (!lastToken.empty()) {
+            what += " (read: " + QuoteExcerpt(lastToken) + ")";
+        }
+        Refuse(LineAndColumn(text_, position == 0 ? 0 : position - 1), std::move(what));
+        return false;
+    }
+
+private:
+    bool Add(json value) {
+        if (open_.empty()) {
+            document_ = std::move(value);
+            return true;
+        }
+        json& parent = *open_.back();
+        if (parent.is_array()) {
+            parent.push_back(std::move(value));
+        } else {
+            parent[key_] = std::move(value);
+        }
+        return true;
+    }
+    bool Open(json container) {
+        if (open_.size() >= kMaxNesting) {
+            Refuse(LineAndColumn(text_, OffsetOfNesting(text_, kMaxNesting)),
+                   "lists and objects nest deeper than " + std::to_string(kMaxNesting) +
+                       " levels; a scan file needs four");
+            return false;
+        }
+        json* added = nullptr;
+        if (open_.empty()) {
+            document_ = std::move(container);
+            added = &document_;
+        } else if (json& parent = *open_.back(); parent.is_array()) {
+            parent.push_back(std::move(container));
+            added = &parent.back();
+        } else {
+            added = &(parent[key_] = std::move(container));
+        }
+        open_.push_back(added);
+        path_.push_back(open_.size() == 1 ? std::string() : Segment());
+        return true;
+    }
+    bool Close() {
+        open_.pop_back();
+        path_.pop_back();
+        return true;
+    }
+    // Where the value being read goes, as one step of a path: "rows", or "3" in a list.
+    std::string Segment() const {
+        const json& parent = *open_[open_.size() - 2];
+        return parent.is_array() ? std::to_string(parent.size()) : key_;
+    }
+    // "row 2, field \"bars1\"", "field \"modify1\".\"op\"": the place of a field about to be
+    // read, in the words the checks use.
+    std::string PathTo(const std::string& name) const {
+        std::vector<std::string> steps(path_.begin() + 1, path_.end());
+        steps.push_back(name);
+        std::string text;
+        std::size_t first = 0;
+        if (steps.size() >= 2 && path_.size() >= 2 && open_[0]->is_object() && steps[0] == "rows" &&
+            open_[1]->is_array()) {
+            text = "row " + steps[1];
+            first = 2;
+        }
+        for (std::size_t i = first; i < steps.size(); ++i) {
+            const bool opening = i == first;
+            text += opening ? (text.empty() ? "field " : ", field ") : ".";
+            text += QuoteExcerpt(steps[i]);
+        }
+        return text;
+    }
+    void Refuse(Place where, std::string what) {
+        if (!refusal_) {
+            refusal_ = Problem{ProblemKind::BadInput, std::move(where), std::move(what)};
+        }
+    }
+
+    std::string_view text_;
+    json document_;
+    std::vector<json*> open_;       // the lists and objects being filled, outermost first
+    std::vector<std::string> path_; // how each was reached from its parent
+    std::string key_;               // the key of the next value inside an object
+    std::optional<Problem> refusal_;
+};
 
 // The filter expression keeps CR LF line breaks, as the formula box holds it.
 std::string WithCrLf(std::string_view text) {
@@ -371,13 +564,15 @@ std::string WithCrLf(std::string_view text) {
 } // namespace
 
 Result<ParsedScan> ParseScan(std::string_view text) try {
-    json document;
-    try {
-        document = json::parse(text.begin(), text.end());
-    } catch (const json::parse_error& error) {
-        return Problem{ProblemKind::BadInput,
-                       LineAndColumn(text, error.byte == 0 ? 0 : error.byte - 1), "not valid JSON"};
+    DocumentBuilder builder(text);
+    const bool read = json::sax_parse(text.begin(), text.end(), &builder);
+    if (builder.Refusal()) {
+        return std::move(*builder.Refusal());
     }
+    if (!read) {
+        return Problem{ProblemKind::BadInput, Place{}, "not valid JSON"};
+    }
+    const json& document = builder.Document();
     if (!document.is_object()) {
         throw ScanError("", "a scan file must hold one JSON object");
     }
@@ -427,6 +622,11 @@ Result<ParsedScan> ParseScan(std::string_view text) try {
     return parsed;
 } catch (const ScanError& refused) {
     return Problem{ProblemKind::BadInput, marlindex::Place::Within(refused.where), refused.what};
+} catch (const nlohmann::json::exception&) {
+    // The checks above test every value's type before they take it, so this is a value they
+    // missed; the library's own message would quote the input unbounded.
+    return Problem{ProblemKind::BadInput, Place{},
+                   "holds a value of a kind the scan file does not allow"};
 }
 
 std::string WriteScan(const Scan& scan) {

@@ -1,8 +1,10 @@
 // The command-line contract: what goes to stdout, what to stderr, and the exit status.
 #include "cli/CliCommands.h"
 #include "cli/RunTool.h"
+#include "support/HostileFiles.h"
 #include "support/TempFolder.h"
 
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <sstream>
 
@@ -74,9 +76,64 @@ TEST_F(CliTest, BadScanGivesOneLineNamingFileRowAndField) {
     EXPECT_EQ(result.err.rfind(scan.string() + ", row 1, field \"bars1\": ", 0), 0u) << result.err;
 
     const Result missing = RunTool({"generate", (folder_ / "none.json").string()});
-    EXPECT_EQ(missing.status, kExitBadInput);
+    EXPECT_NE(missing.status, kExitOk);
     EXPECT_EQ(missing.out, "");
-    EXPECT_NE(missing.err.find("cannot read the file"), std::string::npos);
+    EXPECT_EQ(missing.err, (folder_ / "none.json").string() + ": there is no such scan file\n");
+}
+
+// A scan file that no editor wrote: each is refused at once, in one line that names the
+// file and the place, with exit status 2 and nothing on stdout.
+TEST_F(CliTest, HostileScanFilesAreRefusedInOneBoundedLine) {
+    const auto scan = folder_ / "scan.json";
+    const std::pair<std::string, std::string> cases[] = {
+        {R"j({"rows": [{"indicator1": "RSI", "comparison": 3, "value": 1e400}]})j",
+         ", line 1, column 59: the number \"1e400\" is out of range"},
+        {R"j({"rangeN": 99999999999999999999999})j", ", field \"rangeN\": is out of range"},
+        {std::string(100000, '['), ", line 1, column 65: lists and objects nest deeper"},
+        {R"j({"name": ")j" + std::string(10 << 20, 'n') + "\", \"analysis\": 7}",
+         ", field \"analysis\": must be a text"},
+    };
+    for (const auto& [text, expected] : cases) {
+        test::WriteBytes(scan, text);
+        const Result result = RunTool({"generate", "--registry", NoRegistry(), scan.string()});
+        EXPECT_EQ(result.status, kExitBadInput);
+        EXPECT_EQ(result.out, "");
+        EXPECT_EQ(result.err.rfind(scan.string() + expected, 0), 0u) << result.err.substr(0, 300);
+        EXPECT_EQ(Lines(result.err), 1u);
+        EXPECT_LT(result.err.size(), 300u);
+    }
+}
+
+// What is no scan file is refused before it is read: a file over the bound (on stdin too,
+// which is read only up to it), a pipe that would wait for ever, a device that never ends.
+TEST_F(CliTest, ScanInputIsBoundedAndOnlyRegularFilesAreRead) {
+    const auto big = folder_ / "big.json";
+    test::WriteBytes(big, "{}");
+    std::filesystem::resize_file(big, (16u << 20) + 1);
+    const Result tooBig = RunTool({"generate", "--registry", NoRegistry(), big.string()});
+    EXPECT_EQ(tooBig.status, kExitBadInput);
+    EXPECT_EQ(tooBig.err.rfind(
+                  big.string() + ": is 16 MB, larger than a scan file can be (at most 16 MB)", 0),
+              0u)
+        << tooBig.err;
+
+    const std::string flood = "{\"name\": \"" + std::string(16u << 20, ' ');
+    const Result stdinTooBig = RunTool({"generate", "--registry", NoRegistry(), "-"}, flood);
+    EXPECT_EQ(stdinTooBig.status, kExitBadInput);
+    EXPECT_EQ(stdinTooBig.err.rfind("stdin: holds more than 16 MB", 0), 0u) << stdinTooBig.err;
+
+#ifndef _WIN32
+    const auto fifo = folder_ / "fifo.json";
+    ASSERT_TRUE(test::MakeFifo(fifo));
+    const Result pipe = RunTool({"generate", "--registry", NoRegistry(), fifo.string()});
+    EXPECT_EQ(pipe.status, kExitBadInput);
+    EXPECT_EQ(pipe.err,
+              fifo.string() + ": is a pipe, not a regular file; a scan file must be one\n");
+
+    const Result device = RunTool({"generate", "--registry", NoRegistry(), "/dev/zero"});
+    EXPECT_EQ(device.status, kExitBadInput);
+    EXPECT_EQ(device.err, "/dev/zero: is a device, not a regular file; a scan file must be one\n");
+#endif
 }
 
 TEST_F(CliTest, AllowedButDoubtfulInputWarnsAndStillGenerates) {

@@ -59,7 +59,7 @@ TEST(ParseScan, BadInputIsNamedByRowAndField) {
          "row 1, field \"vlaue\": unknown field"},
         {Rows(R"j({"indicator1": "RSI", "comparison": 3, "target": "Value",
                   "modify1": {"op": "Increase", "amout": 1}})j"),
-         "row 1, field \"modify1\".amout: unknown field"},
+         "row 1, field \"modify1\".\"amout\": unknown field"},
         {Rows(R"j({"indicator1": "RSI", "comparison": 3, "target": "Value", "bars1": "3"})j"),
          "row 1, field \"bars1\": must be a whole number"},
         {Rows(R"j({"indicator1": "RSI", "comparison": 3, "target": "Value", "bars1": 1.5})j"),
@@ -107,6 +107,122 @@ TEST(ParseScan, BadInputIsNamedByRowAndField) {
         EXPECT_NE(ErrorOf(json).find(expected), std::string::npos)
             << json << "\n  gave: " << ErrorOf(json) << "\n  expected: " << expected;
     }
+}
+
+// What a hostile file gets back: one line that names the place and says what was expected,
+// quoting no more than a short excerpt of what it holds.
+void ExpectRefusal(const std::string& json, const std::string& expected) {
+    const std::string message = ErrorOf(json);
+    EXPECT_NE(message.find(expected), std::string::npos)
+        << json.substr(0, 200) << "\n  gave: " << message.substr(0, 400)
+        << "\n  expected: " << expected;
+    EXPECT_EQ(message.find('\n'), std::string::npos) << message.substr(0, 400);
+    EXPECT_LT(message.size(), 300u) << message.substr(0, 400);
+}
+
+TEST(ParseScan, NumbersOutOfRangeAreBadInputAtTheirPlace) {
+    const std::pair<std::string, std::string> cases[] = {
+        // Beyond a double: the place of the number itself, in the reader's own words.
+        {R"j({"rangeN": 1e400})j", "line 1, column 12: the number \"1e400\" is out of range"},
+        {"{\n  \"rows\": [{\"value\":\n -1e400}]}",
+         "line 3, column 2: the number \"-1e400\" is out of range"},
+        // The column counts characters, not bytes.
+        {"{\"name\": \"\u00e9\u00e9\", \"rangeN\": 2E+999}",
+         "line 1, column 26: the number \"2E+999\" is out of range"},
+        // Integers beyond 64 bits are read as doubles and then held to the field's range.
+        {R"j({"rangeN": 123456789012345678901234567890})j",
+         "field \"rangeN\": is out of range: must be a whole number from 0 to 2147483647"},
+        {R"j({"rangeN": -9223372036854775809})j", "field \"rangeN\": is out of range"},
+        {Rows(R"j({"indicator1": 18446744073709551615, "comparison": 3})j"),
+         "row 1, field \"indicator1\": is out of range"},
+        {Rows(R"j({"indicator1": "RSI", "comparison": 1e19})j"),
+         "row 1, field \"comparison\": is out of range"},
+        {Rows(R"j({"indicator1": "RSI", "comparison": 3, "bars2": 2147483648})j"),
+         "row 1, field \"bars2\": is out of range"},
+        {Rows(R"j({"close": -0.5})j"), "row 1, field \"close\": must be a whole number"},
+        // Text that only looks like a number is no number.
+        {R"j({"rangeN": NaN})j", "line 1, column 12: not valid JSON"},
+        {Rows(R"j({"value": Infinity})j"), "not valid JSON"},
+        {Rows(R"j({"value": "1e400"})j"), "row 1, field \"value\": must be a number"},
+        {Rows(R"j({"value": 0x10})j"), "not valid JSON"},
+        // Wrong types everywhere a number, a text, an object or a list belongs.
+        {R"j({"rangeN": true})j", "field \"rangeN\": must be a whole number"},
+        {R"j({"rangeN": null})j", "field \"rangeN\": must be a whole number"},
+        {R"j({"name": 5})j", "field \"name\": must be a text"},
+        {R"j({"filter": ["a"]})j", "field \"filter\": must be a text"},
+        {R"j({"rows": {"indicator1": "RSI"}})j", "field \"rows\": must be a list of rows"},
+        {Rows(R"j({"indicator1": "RSI", "comparison": 3, "modify1": 5})j"),
+         "row 1, field \"modify1\": must be an object"},
+        {Rows(R"j({"indicator1": "RSI", "comparison": 3,
+                   "modify2": {"op": "Increase", "amount": [1]}})j"),
+         "row 1, field \"modify2\".amount: must be a number"},
+        {Rows(R"j({"indicator1": ["RSI"], "comparison": 3})j"),
+         "row 1, field \"indicator1\": must be a text"},
+        {"\"just text\"", "a scan file must hold one JSON object"},
+    };
+    for (const auto& [json, expected] : cases) {
+        ExpectRefusal(json, expected);
+        EXPECT_EQ(ParseScan(json).problem().kind, ProblemKind::BadInput);
+    }
+}
+
+TEST(ParseScan, SyntaxErrorsSayWhatWasExpectedWithoutTheLibrarysWords) {
+    ExpectRefusal("{\"rows\": [}", "line 1, column 11: not valid JSON: unexpected '}'");
+    ExpectRefusal("", "line 1, column 1: not valid JSON: unexpected end of input");
+    ExpectRefusal("{\"name\": \"a\"} x", "not valid JSON: invalid literal; expected end of input");
+    ExpectRefusal("{\"name\": \"\xff\"}", "line 1, column 11: not valid JSON");
+    for (const std::string& json : {std::string("{\"rows\": [}"), std::string("{\"a\": tru}"),
+                                    std::string("{\"rangeN\": 1e400}")}) {
+        const std::string message = ErrorOf(json);
+        EXPECT_EQ(message.find("json.exception"), std::string::npos) << message;
+        EXPECT_EQ(message.find("parse error at"), std::string::npos) << message;
+    }
+}
+
+TEST(ParseScan, HugeValuesAreQuotedInPartOnly) {
+    // A 10 MB value is refused with a short message, as the whole file's bound allows it.
+    ExpectRefusal(R"j({"analysis": ")j" + std::string(10 << 20, 'x') + "\"}",
+                  "field \"analysis\": \"" + std::string(60, 'x') + "...\" is not one of");
+    // A key, a nested key, a text that never ends, a number of a million digits and a value
+    // checked against a catalogue: each places the problem and quotes at most 60 characters.
+    const std::string huge(1 << 20, 'x');
+    ExpectRefusal("{\"" + huge + "\": 1}", "field \"xxxxxxxx");
+    ExpectRefusal(
+        Rows(R"j({"indicator1": "RSI", "comparison": 3, "modify1": {")j" + huge + "\": 1}}"),
+        "row 1, field \"modify1\".\"xxxx");
+    ExpectRefusal(R"j({"name": ")j" + huge, "line 1, column ");
+    ExpectRefusal(R"j({"rangeN": 1)j" + std::string(1 << 20, '0') + "}", "the number \"1000");
+    ExpectRefusal(Rows(R"j({"indicator1": ")j" + huge + "\"}"),
+                  "row 1, field \"indicator1\": unknown indicator \"xxx");
+}
+
+TEST(ParseScan, DeepNestingIsRefusedBeforeItIsBuilt) {
+    // Deeper than any scan file: refused where the nesting goes too deep, without recursion
+    // (100,000 levels would overflow the stack of a recursive reader or destructor).
+    ExpectRefusal(std::string(100000, '['),
+                  "line 1, column 65: lists and objects nest deeper than 64 levels");
+    ExpectRefusal("{\"rows\": " + std::string(100000, '[') + std::string(100000, ']') + "}",
+                  "line 1, column 73: lists and objects nest deeper than 64 levels");
+    ExpectRefusal(std::string(50000, '[') + std::string(50000, '{'), "nest deeper than 64");
+    // Brackets inside texts do not count.
+    ExpectRefusal("{\"name\": \"" + std::string(1000, '[') + "\", \"x\": 1}",
+                  "field \"x\": unknown field");
+    // 64 levels are read (and then checked as usual).
+    const auto nested = [](std::size_t levels) {
+        return "{\"x\": " + std::string(levels - 1, '[') + std::string(levels - 1, ']') + "}";
+    };
+    ExpectRefusal(nested(64), "field \"x\": unknown field");
+    ExpectRefusal(nested(65), "nest deeper than 64 levels");
+}
+
+TEST(ParseScan, AFieldGivenTwiceIsRefusedNotOverwritten) {
+    ExpectRefusal(R"j({"name": "a", "name": "b"})j", "field \"name\": is given twice");
+    ExpectRefusal(Rows(R"j({"indicator1": "RSI"}, {"value": 1, "value": 2})j"),
+                  "row 2, field \"value\": is given twice");
+    ExpectRefusal(Rows(R"j({"modify1": {"op": "Increase", "op": "Decrease"}})j"),
+                  "row 1, field \"modify1\".\"op\": is given twice");
+    // The same key in two objects is no repetition.
+    Parse(Rows(R"j({"value": 1}, {"value": 2})j"));
 }
 
 // What the editor can hold is read, with a warning where the formula comes out odd, so that
