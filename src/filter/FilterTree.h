@@ -127,7 +127,8 @@ public:
     void TreeView1_NodeClick(const std::string& key);
     void TreeView1_Expand(const std::string& key) { SetExpanded(key, true); }
     void TreeView1_Collapse(const std::string& key) { SetExpanded(key, false); }
-    // In-place editing of TreeView1.editingKey ended. An empty text keeps the old name.
+    // In-place editing of TreeView1.editingKey ended. An empty text keeps the old name; a text
+    // CheckFilterName refuses keeps it too, and the user is told what the text holds and why.
     void TreeView1_AfterLabelEdit(bool cancel, const std::string& newText, UserPrompts& prompts);
 
     void mAdd_Click();
