@@ -2,10 +2,27 @@
 // The command line prints it as FILE:LINE:COLUMN: what is wrong.
 #pragma once
 
+#include <cstddef>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 namespace marlindex::afl {
+
+// A piece of the formula as a message shows it: at most 60 characters, cut with "..." and
+// never inside a character, so that a name or number of ten million characters cannot flood
+// the message.
+inline std::string Shown(std::string_view text) {
+    constexpr std::size_t kMaxCharacters = 60;
+    std::size_t characters = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const bool starts = (static_cast<unsigned char>(text[i]) & 0xC0) != 0x80;
+        if (starts && characters++ == kMaxCharacters) {
+            return std::string(text.substr(0, i)) + "...";
+        }
+    }
+    return std::string(text);
+}
 
 struct SourcePos {
     int line = 1;

@@ -450,7 +450,7 @@ Value Evaluator::Eval(NodeId id) {
         }
         if (value.IsText() && (binding.index == program_.filter || binding.index == program_.buy ||
                                binding.index == program_.sell)) {
-            Fail(node.pos, node.text + " must be a number or an array, not a text");
+            Fail(node.pos, Shown(node.text) + " must be a number or an array, not a text");
         }
         variable = value;
         return value;

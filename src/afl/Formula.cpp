@@ -99,19 +99,20 @@ private:
             return;
         }
         if (const FunctionSpec* entry = FindFunction(node.text); entry != nullptr) {
-            throw Error(node.pos, "'" + node.text + "' is a function: write " +
+            throw Error(node.pos, "'" + Shown(node.text) + "' is a function: write " +
                                       std::string(entry->name) + "( ... )");
         }
         if (assignedSomewhere_.contains(lower)) {
-            throw Error(node.pos, "the variable '" + node.text + "' is read before it is assigned");
+            throw Error(node.pos,
+                        "the variable '" + Shown(node.text) + "' is read before it is assigned");
         }
-        throw Error(node.pos, "unknown name '" + node.text + "'");
+        throw Error(node.pos, "unknown name '" + Shown(node.text) + "'");
     }
 
     void BindCall(NodeId id, const Node& node, bool statement) {
         const FunctionSpec* entry = FindFunction(node.text);
         if (entry == nullptr) {
-            throw Error(node.pos, "unknown function '" + node.text + "'");
+            throw Error(node.pos, "unknown function '" + Shown(node.text) + "'");
         }
         const std::size_t given = node.args.size();
         const std::size_t most = entry->params.size();
@@ -139,13 +140,15 @@ private:
     void BindAssign(NodeId id, const Node& node) {
         const std::string lower = ToLowerAscii(node.text);
         if (Builtins().contains(lower)) {
-            throw Error(node.pos, "'" + node.text + "' is built in and cannot be assigned");
+            throw Error(node.pos, "'" + Shown(node.text) + "' is built in and cannot be assigned");
         }
         if (FindFunction(node.text) != nullptr) {
-            throw Error(node.pos, "'" + node.text + "' is a function and cannot be assigned");
+            throw Error(node.pos,
+                        "'" + Shown(node.text) + "' is a function and cannot be assigned");
         }
         if (node.op != TokenKind::Assign && Slot(lower) < 0) {
-            throw Error(node.pos, "the variable '" + node.text + "' is read before it is assigned");
+            throw Error(node.pos,
+                        "the variable '" + Shown(node.text) + "' is read before it is assigned");
         }
         Visit(node.right, false); // x = x + 1 reads the x assigned before
         int slot = Slot(lower);

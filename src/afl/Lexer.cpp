@@ -68,11 +68,11 @@ std::string Describe(const Token& token) {
     case TokenKind::End:
         return "the end of the formula";
     case TokenKind::Number:
-        return "the number " + std::string(token.spelling);
+        return "the number " + Shown(token.spelling);
     case TokenKind::String:
-        return "the string \"" + token.text + "\"";
+        return "the string \"" + Shown(token.text) + "\"";
     case TokenKind::Identifier:
-        return "'" + std::string(token.spelling) + "'";
+        return "'" + Shown(token.spelling) + "'";
     default:
         return "'" + std::string(Spelling(token.kind)) + "'";
     }
@@ -147,14 +147,14 @@ Token Lexer::LexNumber(SourcePos pos) {
     }
     if (IsLetter(Peek())) {
         throw Error(pos_, "a number may not run into a name: '" +
-                              std::string(text_.substr(start, offset_ - start + 1)) + "'");
+                              Shown(text_.substr(start, offset_ - start + 1)) + "'");
     }
     Token token = Make(TokenKind::Number, pos, start, offset_ - start);
     const char* first = token.spelling.data();
     const char* last = first + token.spelling.size();
     const auto [end, status] = std::from_chars(first, last, token.number);
     if (status != std::errc() || end != last) {
-        throw Error(pos, "the number " + std::string(token.spelling) + " is out of range");
+        throw Error(pos, "the number " + Shown(token.spelling) + " is out of range");
     }
     return token;
 }

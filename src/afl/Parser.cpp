@@ -84,7 +84,7 @@ private:
         }
         if (std::find(kUnsupportedKeywords.begin(), kUnsupportedKeywords.end(), lower) !=
             kUnsupportedKeywords.end()) {
-            throw Error(token_.pos, "'" + std::string(token_.spelling) +
+            throw Error(token_.pos, "'" + Shown(token_.spelling) +
                                         "' statements are not supported by the built-in engine");
         }
     }
@@ -282,8 +282,8 @@ private:
                 }
             }
         }
-        Expect(TokenKind::RightParen,
-               "expected ')' after the arguments of " + node.text + ", found " + Describe(token_));
+        Expect(TokenKind::RightParen, "expected ')' after the arguments of " + Shown(node.text) +
+                                          ", found " + Describe(token_));
         const std::vector<NodeId> args = node.args;
         return Add(std::move(node), args);
     }

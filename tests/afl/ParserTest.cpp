@@ -106,6 +106,21 @@ TEST(AflParser, ErrorsNameLineColumnAndWhat) {
     for (const auto& [text, want] : cases) {
         EXPECT_EQ(ParseError(text), want) << text;
     }
+    // What the formula holds is quoted at most 60 characters, whatever its size.
+    const std::string name(100'000, 'n');
+    const std::string sixty(60, 'n');
+    EXPECT_EQ(ParseError("Buy = " + name + ";"),
+              "line 1, column 7: unknown name '" + sixty + "...'");
+    EXPECT_EQ(ParseError("Buy = 1 " + name + ";"),
+              "line 1, column 9: expected ';' at the end of the statement, found '" + sixty +
+                  "...'");
+    EXPECT_EQ(ParseError("x = 1" + std::string(400, '0') + "e999;"),
+              "line 1, column 5: the number 1" + std::string(59, '0') + "... is out of range");
+    std::string accents;
+    for (int i = 0; i < 70; ++i) {
+        accents += "\u00e9";
+    }
+    EXPECT_EQ(Shown(accents), accents.substr(0, 120) + "...") << "never cut inside a character";
 }
 
 TEST(AflParser, DepthIsBoundedNotTheStack) {
