@@ -96,7 +96,8 @@ std::optional<FilterNameFault> CheckFilterName(std::string_view name) {
             what = "a backslash (\\), which AFL reads as the start of an escape in the quoted "
                    "name";
         } else if (c == '\t') {
-            what = "a TAB, which the filter file keeps between the mark and the name";
+            what = "a TAB, which in the filter file separates the mark from the name; a line "
+                   "holds only one";
         } else if (c == '\r' || c == '\n') {
             what = "a line break, which would end the item's line in the filter file";
         } else if (c < 0x20 || (c >= 0x7F && c <= 0x9F)) {
