@@ -8,7 +8,9 @@
 #include "startup/AtomicFile.h"
 #include "startup/Codepage.h"
 #include "startup/StartupArguments.h"
+#include "startup/TextHelpers.h"
 
+#include <algorithm>
 #include <iostream>
 #include <memory>
 #include <set>
@@ -135,12 +137,13 @@ int Show(const LibraryOptions& options, bool asScan, std::ostream& out, std::ost
 }
 
 int Import(const LibraryOptions& options, std::istream& in, std::ostream& err) {
-    const auto parsed = ReadScanFile(options.scanFile, in, err);
+    int status = kExitBadInput;
+    const auto parsed = ReadScanFile(options.scanFile, in, err, &status);
     if (!parsed) {
-        return kExitBadInput;
+        return status;
     }
 
-    int status = kExitOk;
+    status = kExitOk;
     const fs::path file = options.File();
     auto library = Load(file, err, status);
     if (!library) {
@@ -148,25 +151,28 @@ int Import(const LibraryOptions& options, std::istream& in, std::ostream& err) {
     }
     const LibraryFolder* folder = library->FindFolderByName(options.importFolder);
     if (folder == nullptr) {
-        err << file.string() << ": no folder " << Quoted(options.importFolder)
+        err << file.string() << ": no folder " << QuoteExcerpt(options.importFolder)
             << "; the folders are:";
         for (const LibraryFolder& each : library->folders) {
-            err << " " << Quoted(each.name);
+            err << " " << QuoteExcerpt(each.name);
         }
         err << "\n";
         return kExitBadInput;
     }
+    // The name comes from the command line or the scan file: it keeps the rules the Save
+    // dialog sets, length among them, so that it can become a file name on export.
     const std::string name = options.importName.value_or(parsed->scan.name);
-    if (!IsValidFileName(name)) {
-        err << Quoted(name)
-            << " is not a valid formula name: letters, digits, blanks and # $ % & ' ( ) ! - / "
-               "@ _ { } ~, not starting with a digit\n";
+    if (const std::string problem = NameProblem(name); !problem.empty()) {
+        err << (options.importName ? std::string("--name")
+                                   : DisplayName(options.scanFile) + ", field \"name\"")
+            << ": " << QuoteExcerpt(name) << " is not a valid formula name: " << problem << " "
+            << kNameRules << "\n";
         return kExitBadInput;
     }
     const std::int32_t existing = library->FindFormula(folder->id, name);
     if (existing > 0 && !options.overwrite) {
-        err << file.string() << ": folder " << Quoted(folder->name) << " holds a formula "
-            << Quoted(name) << " already; --overwrite replaces it\n";
+        err << file.string() << ": folder " << QuoteExcerpt(folder->name) << " holds a formula "
+            << QuoteExcerpt(name) << " already; --overwrite replaces it\n";
         return kExitBadInput;
     }
 
@@ -181,7 +187,9 @@ int Import(const LibraryOptions& options, std::istream& in, std::ostream& err) {
     return kExitOk;
 }
 
-// A folder or formula name as a file name: the characters file systems refuse become "_".
+// A folder or formula name as a file name that every file system here takes as it is: the
+// characters they refuse become "_", and so do a trailing blank or dot (which Windows drops)
+// and a Windows device name such as "NUL" (which would name the device, not a file).
 std::string FileNameOf(std::string_view name) {
     std::string result;
     for (const char c : name) {
@@ -189,10 +197,53 @@ std::string FileNameOf(std::string_view name) {
                              std::string_view("/\\:*?\"<>|").find(c) != std::string_view::npos;
         result += refused ? '_' : c;
     }
-    if (result.empty() || result == "." || result == "..") {
-        result = "_";
+    if (!result.empty() && (result.back() == ' ' || result.back() == '.')) {
+        result.back() = '_';
+    }
+    const std::string lower = ToLowerAscii(result);
+    const bool device =
+        lower == "con" || lower == "prn" || lower == "aux" || lower == "nul" ||
+        (lower.size() == 4 && (lower.rfind("com", 0) == 0 || lower.rfind("lpt", 0) == 0) &&
+         lower[3] >= '1' && lower[3] <= '9');
+    if (result.empty() || result == "." || result == ".." || device) {
+        result += "_";
     }
     return result;
+}
+
+// The most bytes (UTF-8) or UTF-16 units a folder's or formula's file name may take before
+// its number and extension: below the 255 that every file system here allows, with room
+// for " (12345).afl".
+constexpr std::size_t kMaxFileNameUnits = 200;
+
+// Why `name` cannot become a file name on every file system the formulas may go to; "" when
+// it can. A library written by an older release may hold a name of any length.
+std::string FileNameProblem(std::string_view name, std::string_view fileName) {
+    if (std::string length = NameLengthProblem(name); !length.empty()) {
+        return length;
+    }
+    const std::u32string characters = DecodeText(fileName);
+    const auto utf16 =
+        static_cast<std::size_t>(std::count_if(characters.begin(), characters.end(),
+                                               [](char32_t c) { return c > 0xFFFF; })) +
+        characters.size();
+    if (fileName.size() > kMaxFileNameUnits || utf16 > kMaxFileNameUnits) {
+        return "As a file name it takes " + std::to_string(fileName.size()) +
+               " bytes, more than the " + std::to_string(kMaxFileNameUnits) +
+               " every file system holds.";
+    }
+    return {};
+}
+
+// A path from UTF-8 text, on every platform.
+fs::path PathOf(const std::string& text) {
+    return fs::path(std::u8string(text.begin(), text.end()));
+}
+
+// What lowers to the same text names the same file where letter case does not count
+// (Windows, macOS), so such names are told apart too.
+std::string SameFileKey(const fs::path& path) {
+    return ToLowerAscii(Utf8Path(path));
 }
 
 int ExportAfl(const LibraryOptions& options, std::ostream& out, std::ostream& err) {
@@ -202,22 +253,49 @@ int ExportAfl(const LibraryOptions& options, std::ostream& out, std::ostream& er
     if (!library) {
         return status;
     }
-    // Everything is prepared first, so a formula that cannot be written stops the export
-    // before any file is.
+    // Everything is prepared and every name checked first, so a formula that cannot be
+    // written stops the export before any file is.
     struct AflFile {
         fs::path path;
         std::string bytes;
     };
     std::vector<AflFile> files;
-    std::set<fs::path> taken;
+    std::set<std::string> taken;
     const std::string date = TodayForComment();
-    for (const LibraryFormula& formula : library->formulas) {
-        const fs::path folder =
-            fs::path(options.aflFolder) / FileNameOf(FolderNameOf(*library, formula));
+    const auto refuse = [&](std::size_t index, const LibraryFormula& formula, std::string what) {
+        Problem problem{ProblemKind::BadInput,
+                        Place::Within("formula " + std::to_string(index + 1) + " (" +
+                                      QuoteExcerpt(formula.name) + ")"),
+                        std::move(what) + "; nothing was exported"};
+        problem.where.file = file.string();
+        return Report(problem, err);
+    };
+    for (std::size_t index = 0; index < library->formulas.size(); ++index) {
+        const LibraryFormula& formula = library->formulas[index];
+        const std::string folderName = FolderNameOf(*library, formula);
+        const std::string folderFile = FileNameOf(folderName);
+        if (const std::string problem = FileNameProblem(folderName, folderFile); !problem.empty()) {
+            return refuse(index, formula,
+                          "its folder's name " + QuoteExcerpt(folderName) +
+                              " cannot be a folder name: " + problem);
+        }
         const std::string base = FileNameOf(formula.name);
-        fs::path path = folder / (base + ".afl");
-        for (int n = 2; !taken.insert(path).second; ++n) {
-            path = folder / (base + " (" + std::to_string(n) + ").afl");
+        if (const std::string problem = FileNameProblem(formula.name, base); !problem.empty()) {
+            return refuse(index, formula, "the name cannot be a file name: " + problem);
+        }
+        const fs::path folder = fs::path(options.aflFolder) / PathOf(folderFile);
+        fs::path path = folder / PathOf(base + ".afl");
+        for (int n = 2; !taken.insert(SameFileKey(path)).second; ++n) {
+            path = folder / PathOf(base + " (" + std::to_string(n) + ").afl");
+        }
+        // What is in the way of a file or its folder stops the export before it starts.
+        std::error_code ignored;
+        if (fs::exists(folder, ignored) && !fs::is_directory(folder, ignored)) {
+            return refuse(index, formula,
+                          Utf8Path(folder) + " is in the way of the formula's folder");
+        }
+        if (fs::is_directory(path, ignored)) {
+            return refuse(index, formula, Utf8Path(path) + " is a folder, in the way of the file");
         }
         std::vector<std::string> conditions;
         const std::size_t used = formula.UsedRows();
@@ -228,9 +306,7 @@ int ExportAfl(const LibraryOptions& options, std::ostream& out, std::ostream& er
         auto bytes =
             Utf8ToCp1252(CommentedFormula(date, conditions, formula.formulaText), &problem);
         if (!bytes) {
-            err << file.string() << ": formula " << Quoted(formula.name)
-                << " cannot be written for AmiBroker: " << problem.what << "\n";
-            return kExitBadInput;
+            return refuse(index, formula, "cannot be written for AmiBroker: " + problem.what);
         }
         files.push_back({std::move(path), std::move(*bytes)});
     }
@@ -241,10 +317,10 @@ int ExportAfl(const LibraryOptions& options, std::ostream& out, std::ostream& er
             error = WriteFileAtomically(afl.path, afl.bytes);
         }
         if (error) {
-            err << afl.path.string() << ": cannot write the formula: " << error.message() << "\n";
+            err << Utf8Path(afl.path) << ": cannot write the formula: " << error.message() << "\n";
             return kExitFailure;
         }
-        out << afl.path.string() << "\n";
+        out << Utf8Path(afl.path) << "\n";
     }
     return Finish(out);
 }

@@ -44,6 +44,15 @@ std::int32_t KeyNumber(std::string_view key) {
 
 namespace {
 
+// The refusal of a name as the Windows release words it, and for a name that is too long,
+// which it never refused, the limit on a line of its own.
+std::string WithLengthProblem(std::string message, std::string_view name) {
+    if (const std::string length = NameLengthProblem(name); !length.empty()) {
+        message += "\r\n" + length;
+    }
+    return message;
+}
+
 bool IsNameCharacter(char c) {
     return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') ||
            (c >= '#' && c <= ')') || c == ' ' || c == '!' || c == '-' || c == '/' || c == '@' ||
@@ -56,9 +65,21 @@ bool IsValidFileName(std::string_view name) {
     return NameProblem(name).empty();
 }
 
+std::string NameLengthProblem(std::string_view name) {
+    const std::size_t length = DecodeText(name).size();
+    if (length <= kMaxNameLength) {
+        return {};
+    }
+    return "A name has at most " + std::to_string(kMaxNameLength) + " characters; this one has " +
+           std::to_string(length) + ".";
+}
+
 std::string NameProblem(std::string_view name) {
     if (name.empty()) {
         return "Type a name.";
+    }
+    if (std::string length = NameLengthProblem(name); !length.empty()) {
+        return length;
     }
     if (name.front() >= '0' && name.front() <= '9') {
         return "A name does not start with a digit.";
@@ -259,7 +280,8 @@ bool LibraryBrowser::TreeView1_AfterLabelEdit(const std::string& key, const std:
         return false;
     }
     if (!IsValidFileName(text)) {
-        prompts_->Inform("Valid folder name error", "You must enter a valid folder name.");
+        prompts_->Inform("Valid folder name error",
+                         WithLengthProblem("You must enter a valid folder name.", text));
         EditingKey = key;
         return false;
     }
@@ -401,7 +423,8 @@ void LibraryBrowser::btnOK_Click() {
         return;
     }
     if (!IsValidFileName(Text1)) {
-        prompts_->Inform("Valid file name error", "You must enter a valid file name.");
+        prompts_->Inform("Valid file name error",
+                         WithLengthProblem("You must enter a valid file name.", Text1));
         return;
     }
     if (SaveNewFile()) {

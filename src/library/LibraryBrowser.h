@@ -22,14 +22,24 @@ inline constexpr const char* kModeOpen = "OPEN";
 inline constexpr const char* kRootKey = "R";
 inline constexpr const char* kRootText = "Scans and Explorations";
 
-// Letters, digits, blank and # $ % & ' ( ) ! - / @ _ { } ~, not starting with a digit: the
-// names the Windows release accepts for formulas and folders. The dot is not among them.
+// The longest formula or folder name, in characters. A name becomes a file name when the
+// formulas are written for AmiBroker (<folder>/<name>.afl), and every file system here holds
+// a file name of 255 bytes or UTF-16 units; the characters a new name may hold take one byte
+// each, which leaves ample room for the extension and a number that tells two same names apart.
+inline constexpr std::size_t kMaxNameLength = 100;
+
+// Letters, digits, blank and # $ % & ' ( ) ! - / @ _ { } ~, not starting with a digit, at
+// most kMaxNameLength characters: the names the Windows release accepts for formulas and
+// folders, as long as a file name can be. The dot is not among them.
 bool IsValidFileName(std::string_view name);
 // The same rules in words, for the user, and why `name` breaks them ("" when it does not).
 inline constexpr const char* kNameRules =
-    "A name holds letters, digits, blanks and # $ % & ' ( ) ! - / @ _ { } ~ "
-    "and does not start with a digit.";
+    "A name holds letters, digits, blanks and # $ % & ' ( ) ! - / @ _ { } ~, "
+    "does not start with a digit and has at most 100 characters.";
 std::string NameProblem(std::string_view name);
+// Why a name is longer than kMaxNameLength characters ("" when it is not): the one rule a name
+// read from a library must also keep, since an older release may have stored any length.
+std::string NameLengthProblem(std::string_view name);
 
 // The library record the main window's formula was opened from or last saved to. The folder
 // and name let a save in place check that the record is still the same formula.

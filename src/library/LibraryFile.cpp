@@ -576,10 +576,9 @@ Result<LoadedLibrary> LoadLibraryFile(const fs::path& file) {
     if (!fs::exists(file, error) && !error) {
         return LoadedLibrary{DefaultLibrary(), false};
     }
-    const std::optional<std::string> bytes = ReadWholeFile(file, &error);
+    const Result<std::string> bytes = ReadInputFile(file, kLibraryFileKind);
     if (!bytes) {
-        return Problem{ProblemKind::Failure, Place::InFile(file.string()),
-                       "cannot read the formula library: " + error.message()};
+        return bytes.problem();
     }
     Result<Library> read = ReadLibrary(*bytes);
     if (!read) {

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "formula/ConditionRecord.h"
+#include "startup/AtomicFile.h"
 #include "startup/Problem.h"
 
 #include <algorithm>
@@ -20,6 +21,9 @@ namespace marlindex {
 inline constexpr const char* kLibraryFileName = "MARLXS";
 // Every write goes to this file beside the library first and is then renamed over it.
 inline constexpr const char* kLibraryTemporaryName = "~tmpsf";
+// The largest library file that is read: far beyond what years of saved formulas fill, and
+// small enough that a runaway file is refused before it exhausts the program.
+inline constexpr InputFileKind kLibraryFileKind{"formula library", std::uintmax_t{256} << 20};
 
 struct LibraryFolder {
     std::string name;
@@ -110,7 +114,8 @@ struct LoadedLibrary {
     Library library;
     bool fromFile = false;
 };
-// Bad input when the file is damaged; a failure when it cannot be read at all.
+// Bad input when the file is damaged, is no regular file (a pipe, a device) or is larger than
+// kLibraryFileKind allows; a failure when it cannot be read at all.
 Result<LoadedLibrary> LoadLibraryFile(const std::filesystem::path& file);
 
 // Writes the whole library through "~tmpsf" beside `file`, creating its folder when needed.

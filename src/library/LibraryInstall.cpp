@@ -41,10 +41,10 @@ int RunInstallStep(const fs::path& programFolder, std::string_view hhmmss, std::
                "converted\n";
         return kFailed;
     }
-    const std::optional<std::string> bytes = ReadWholeFile(library, &error);
+    const Result<std::string> bytes = ReadInputFile(library, kLibraryFileKind);
     if (!bytes) {
-        err << library.string() << ": cannot read the formula library: " << error.message() << "\n";
-        return kFailed;
+        err << bytes.problem().Message() << "; the library was neither backed up nor converted\n";
+        return bytes.problem().kind == ProblemKind::BadInput ? kDamaged : kFailed;
     }
     error = WriteFileAtomically(backup, *bytes);
     if (error) {

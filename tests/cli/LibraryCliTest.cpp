@@ -5,6 +5,7 @@
 #include "library/LibraryFile.h"
 #include "scanfile/ScanFile.h"
 #include "startup/Codepage.h"
+#include "support/HostileFiles.h"
 #include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
@@ -161,6 +162,133 @@ TEST_F(LibraryCliTest, ExportAflWritesEveryFormulaWithItsCommentForAmiBroker) {
     EXPECT_EQ(afl.substr(afl.size() - formula.size()), formula);
     EXPECT_EQ(afl.substr(afl.find("*/\r\n\r\n") + 6), formula);
     EXPECT_TRUE(std::filesystem::exists(second));
+}
+
+TEST_F(LibraryCliTest, ImportHoldsANameToTheLengthAFileNameCanHave) {
+    const Result longName = Import({"--folder", "Buy Signals", "--name", std::string(65535, 'n')});
+    EXPECT_EQ(longName.status, kExitBadInput);
+    EXPECT_EQ(longName.err.rfind("--name: \"" + std::string(60, 'n') +
+                                     "...\" is not a valid formula name: A name has at most 100 "
+                                     "characters; this one has 65535.",
+                                 0),
+              0u)
+        << longName.err.substr(0, 300);
+    EXPECT_LT(longName.err.size(), 400u);
+
+    // The scan's own name is held to the same rules, and the message says where it came from.
+    const Result scanName =
+        Import({"--folder", "Buy Signals"}, R"j({"name": ")j" + std::string(101, 'n') + "\"}");
+    EXPECT_EQ(scanName.status, kExitBadInput);
+    EXPECT_EQ(scanName.err.rfind("stdin, field \"name\": ", 0), 0u) << scanName.err;
+    EXPECT_NE(scanName.err.find("this one has 101."), std::string::npos);
+    EXPECT_FALSE(std::filesystem::exists(LibraryPath(folder_.path())));
+
+    ASSERT_EQ(Import({"--folder", "Buy Signals", "--name", std::string(100, 'n')}).status, kExitOk);
+}
+
+// The export checks every name before it writes a file: a library from an older release may
+// hold names of any length, and the formulas before such a name must not be written alone.
+class ExportAflTest : public LibraryCliTest {
+protected:
+    // Stores formulas named `names` in the library's "Buy Signals" folder.
+    void Store(const std::vector<std::string>& names, std::string folderName = "Buy Signals") {
+        marlindex::Library library = LoadLibraryFile(LibraryPath(folder_.path()))->library;
+        library.folders[1].name = std::move(folderName);
+        for (const std::string& name : names) {
+            LibraryFormula formula;
+            formula.name = name;
+            formula.formulaText = "Buy = 1;";
+            library.StoreFormula(formula, "2", 0);
+        }
+        ASSERT_TRUE(SaveLibraryFile(LibraryPath(folder_.path()), library));
+    }
+    Result Export() { return Run({"export-afl", target_.string()}); }
+
+    std::filesystem::path target_ = folder_ / "afl";
+};
+
+TEST_F(ExportAflTest, OneNameTooLongStopsItBeforeAnyFileIsWritten) {
+    Store({"Good", std::string(150, 'L'), "Later"});
+    EXPECT_EQ(Run({"list"}).status, kExitOk) << "the library itself reads";
+    const Result result = Export();
+    EXPECT_EQ(result.status, kExitBadInput);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, LibraryPath(folder_.path()).string() + ", formula 2 (\"" +
+                              std::string(60, 'L') +
+                              "...\"): the name cannot be a file name: A name has at most 100 "
+                              "characters; this one has 150.; nothing was exported\n");
+    EXPECT_FALSE(std::filesystem::exists(target_));
+}
+
+TEST_F(ExportAflTest, AFolderNameTooLongOrTooManyBytesStopsItToo) {
+    Store({"Good"}, std::string(101, 'F'));
+    Result result = Export();
+    EXPECT_EQ(result.status, kExitBadInput);
+    EXPECT_NE(result.err.find("formula 1 (\"Good\"): its folder's name \"FFF"), std::string::npos)
+        << result.err;
+    EXPECT_FALSE(std::filesystem::exists(target_));
+
+    // 70 euro signs are 70 characters, but 210 bytes as a file name.
+    std::string euros;
+    for (int i = 0; i < 70; ++i) {
+        euros += "\u20ac";
+    }
+    Store({euros}, "Buy Signals");
+    result = Export();
+    EXPECT_EQ(result.status, kExitBadInput);
+    EXPECT_NE(result.err.find("As a file name it takes 210 bytes, more than the 200"),
+              std::string::npos)
+        << result.err;
+    EXPECT_FALSE(std::filesystem::exists(target_));
+}
+
+// Names that one file system or another would take as the same file, or as a device, get
+// file names of their own.
+TEST_F(ExportAflTest, NamesThatWouldShareAFileAreKeptApart) {
+    Store({"Dip", "dip", "NUL", "com1", "Dip ", "a/b"});
+    const Result result = Export();
+    ASSERT_EQ(result.status, kExitOk) << result.err;
+    const auto folder = target_ / "Buy Signals";
+    std::string expected;
+    for (const char* name :
+         {"Dip.afl", "dip (2).afl", "NUL_.afl", "com1_.afl", "Dip_.afl", "a_b.afl"}) {
+        expected += (folder / name).string() + "\n";
+        EXPECT_TRUE(std::filesystem::is_regular_file(folder / name)) << name;
+    }
+    EXPECT_EQ(result.out, expected);
+}
+
+TEST_F(ExportAflTest, WhatStandsInTheWayIsFoundBeforeAnyFileIsWritten) {
+    Store({"Good", "Blocked"});
+    std::filesystem::create_directories(target_ / "Buy Signals" / "Blocked.afl");
+    const Result result = Export();
+    EXPECT_EQ(result.status, kExitBadInput);
+    EXPECT_NE(result.err.find("formula 2 (\"Blocked\"): "), std::string::npos) << result.err;
+    EXPECT_NE(result.err.find("is a folder, in the way of the file"), std::string::npos);
+    EXPECT_FALSE(std::filesystem::exists(target_ / "Buy Signals" / "Good.afl"));
+}
+
+TEST_F(LibraryCliTest, OnlyARegularLibraryFileIsRead) {
+    const auto file = LibraryPath(folder_.path());
+    test::WriteBytes(file, *WriteLibrary(DefaultLibrary()));
+    std::filesystem::resize_file(file, (std::uintmax_t{256} << 20) + 1);
+    const Result big = Run({"folders"});
+    EXPECT_EQ(big.status, kExitBadInput);
+    EXPECT_EQ(big.err, file.string() + ": is 256 MB, larger than a formula library can be (at "
+                                       "most 256 MB), so it was not read\n");
+#ifndef _WIN32
+    std::filesystem::remove(file);
+    ASSERT_TRUE(test::MakeFifo(file));
+    const Result pipe = Run({"list"});
+    EXPECT_EQ(pipe.status, kExitBadInput);
+    EXPECT_EQ(pipe.err,
+              file.string() + ": is a pipe, not a regular file; a formula library must be one\n");
+    const Result device =
+        test::RunTool({"library", "--library", "/dev/zero", "import", "-", "--folder", "x"}, kScan);
+    EXPECT_EQ(device.status, kExitBadInput);
+    EXPECT_EQ(device.err,
+              "/dev/zero: is a device, not a regular file; a formula library must be one\n");
+#endif
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "LibraryBytes.h"
 #include "library/LibraryFile.h"
 #include "library/LibraryInstall.h"
+#include "support/HostileFiles.h"
 #include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
@@ -73,6 +74,19 @@ TEST_F(InstallStepTest, ADamagedLibraryIsBackedUpAndLeftAsItIs) {
     EXPECT_EQ(test::ReadBytes(library), damaged);
     EXPECT_EQ(test::ReadBytes(folder / "MARLX.093015"), damaged);
 }
+
+#ifndef _WIN32
+// A pipe in the library's place would make the installer wait for ever; it is reported as
+// the damage it is, and nothing is backed up or written.
+TEST_F(InstallStepTest, APipeInPlaceOfTheLibraryIsNotRead) {
+    ASSERT_TRUE(test::MakeFifo(library));
+    EXPECT_EQ(Run(), 2);
+    EXPECT_EQ(err.str(), library.string() +
+                             ": is a pipe, not a regular file; a formula library must be one; "
+                             "the library was neither backed up nor converted\n");
+    EXPECT_EQ(FileCount(), 1u);
+}
+#endif
 
 } // namespace
 } // namespace marlindex

@@ -65,6 +65,25 @@ TEST(IsValidFileName, AcceptsTheWindowsReleaseCharactersOnly) {
     EXPECT_EQ(NameProblem("a\tb"), "A name cannot hold a TAB.");
 }
 
+// A name becomes a file name when the formulas are written for AmiBroker, so it is held to a
+// length every file system takes; the limit is counted in characters, as the user sees them.
+TEST(IsValidFileName, ANameHasAtMostAHundredCharacters) {
+    EXPECT_TRUE(IsValidFileName(std::string(kMaxNameLength, 'a')));
+    EXPECT_FALSE(IsValidFileName(std::string(kMaxNameLength + 1, 'a')));
+    EXPECT_EQ(NameProblem(std::string(65535, 'a')),
+              "A name has at most 100 characters; this one has 65535.");
+    EXPECT_NE(std::string(kNameRules).find("at most 100 characters"), std::string::npos);
+    // Old names (any length, any Windows-1252 character) are measured the same way.
+    EXPECT_EQ(NameLengthProblem(std::string(100, 'a')), "");
+    EXPECT_EQ(NameLengthProblem(std::string(50, 'a') + std::string(20, '\xE9')), "")
+        << "Windows-1252 bytes are one character each";
+    std::string accented;
+    for (int i = 0; i < 101; ++i) {
+        accented += "\u00e9";
+    }
+    EXPECT_EQ(NameLengthProblem(accented), "A name has at most 100 characters; this one has 101.");
+}
+
 TEST_F(LibraryBrowserTest, WithoutAFileTheThreeDefaultFoldersShow) {
     Open(kModeSave);
     EXPECT_EQ(Keys(), (std::vector<std::string>{"R::Scans and Explorations", "1X:R:Explorations",
@@ -86,6 +105,11 @@ TEST_F(LibraryBrowserTest, OkRulesAndMessages) {
         b.btnOK_Click();
         EXPECT_EQ(LastMessage(), "Valid file name error | You must enter a valid file name.");
     }
+    // A name too long keeps the Windows release's words and adds the limit.
+    b.Text1_Change(std::string(101, 'a'));
+    b.btnOK_Click();
+    EXPECT_EQ(LastMessage(), "Valid file name error | You must enter a valid file name.\r\n"
+                             "A name has at most 100 characters; this one has 101.");
     EXPECT_FALSE(b.Closed());
     EXPECT_FALSE(std::filesystem::exists(file));
 
@@ -245,6 +269,12 @@ TEST_F(LibraryBrowserTest, FoldersAreAddedAndRenamedAndWrittenWithTheSave) {
     EXPECT_EQ(LastMessage(), "Valid folder name error | You must enter a valid folder name.");
     EXPECT_EQ(b.EditingKey, "4X") << "the edit starts again";
 
+    prompts.shown.clear();
+    EXPECT_FALSE(b.TreeView1_AfterLabelEdit("4X", std::string(150, 'F')));
+    EXPECT_EQ(LastMessage(), "Valid folder name error | You must enter a valid folder name.\r\n"
+                             "A name has at most 100 characters; this one has 150.");
+    EXPECT_EQ(b.TreeView1.nodes.back().text, "New Folder 4");
+
     EXPECT_TRUE(b.TreeView1_AfterLabelEdit("4X", "Swing"));
     EXPECT_EQ(b.TreeView1.nodes.back().text, "Swing");
     EXPECT_FALSE(std::filesystem::exists(file)) << "written with the save";
@@ -326,6 +356,26 @@ TEST_F(LibraryBrowserTest, FoldersSharingAnIdAndFormulasWithoutAFolderStillShow)
     Open(kModeOpen);
     EXPECT_EQ(Keys(), (std::vector<std::string>{"R::Scans and Explorations", "1X:R:A", "2X:R:B",
                                                 "1Z:R:Lost"}));
+}
+
+// A library an older release wrote may hold names of any length: it opens, its formulas open,
+// and only a new name is held to the limit.
+TEST_F(LibraryBrowserTest, ALibraryWithOverlongNamesStillOpens) {
+    Library library = DefaultLibrary();
+    library.folders[1].name = std::string(300, 'F');
+    LibraryFormula formula;
+    formula.name = std::string(5000, 'n');
+    formula.formulaText = "Buy = 1;";
+    library.StoreFormula(formula, "2", 0);
+    ASSERT_TRUE(SaveLibraryFile(file, library));
+
+    LibraryBrowser& b = Open(kModeOpen);
+    EXPECT_EQ(b.TreeView1.nodes.back().text, formula.name);
+    b.TreeView1_NodeClick("1Z");
+    b.btnOK_Click();
+    EXPECT_TRUE(b.Accepted());
+    ASSERT_EQ(window.restored.size(), 1u);
+    EXPECT_EQ(window.restored[0].name, formula.name);
 }
 
 } // namespace

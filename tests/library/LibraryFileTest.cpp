@@ -3,6 +3,7 @@
 #include "library/LibraryFile.h"
 
 #include "LibraryBytes.h"
+#include "support/HostileFiles.h"
 #include "support/TempFolder.h"
 
 #include <cstdlib>
@@ -268,6 +269,40 @@ TEST(LibraryFile, SavingGoesThroughTheTemporaryFileAndADamagedFileIsNeverOverwri
     EXPECT_EQ(load.problem().Message().rfind(file.string() + ", formula 1", 0), 0u)
         << load.problem().Message();
     EXPECT_EQ(test::ReadBytes(file), damaged);
+}
+
+// What is no library file is refused before it is read, as bad input the user can see and
+// fix, while a missing file still starts the default library: a pipe would wait for ever, a
+// device never ends, and a file beyond the bound would exhaust the program.
+TEST(LibraryFile, OnlyARegularFileWithinTheBoundIsRead) {
+    test::TempFolder folder;
+    const auto file = LibraryPath(folder.path());
+    test::WriteBytes(file, Write(DefaultLibrary()));
+    std::filesystem::resize_file(file, kLibraryFileKind.maxBytes + 1);
+    Result<LoadedLibrary> load = LoadLibraryFile(file);
+    ASSERT_FALSE(load);
+    EXPECT_EQ(load.problem().kind, ProblemKind::BadInput);
+    EXPECT_EQ(load.problem().Message(),
+              file.string() + ": is 256 MB, larger than a formula library can be (at most "
+                              "256 MB), so it was not read");
+
+    std::filesystem::remove(file);
+    load = LoadLibraryFile(file);
+    ASSERT_TRUE(load);
+    EXPECT_FALSE(load->fromFile);
+#ifndef _WIN32
+    ASSERT_TRUE(test::MakeFifo(file));
+    load = LoadLibraryFile(file);
+    ASSERT_FALSE(load);
+    EXPECT_EQ(load.problem().Message(),
+              file.string() + ": is a pipe, not a regular file; a formula library must be one");
+    EXPECT_TRUE(std::filesystem::is_fifo(file)) << "left where it was";
+
+    load = LoadLibraryFile(*test::EndlessDevice());
+    ASSERT_FALSE(load);
+    EXPECT_EQ(load.problem().kind, ProblemKind::BadInput);
+    EXPECT_NE(load.problem().Message().find("is a device"), std::string::npos);
+#endif
 }
 
 // Inputs on which scripts/fuzz found the reader failing stay here as cases: each must now read
