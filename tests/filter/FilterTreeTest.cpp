@@ -138,6 +138,18 @@ TEST_F(FilterTreeTest, NoDamagedFileIsLostWithoutTheUsersSay) {
     EXPECT_EQ(prompts.shown.size(), 2u);
 }
 
+TEST_F(FilterTreeTest, AFileTooLargeToReadIsStillKeptWholeBeforeItIsReplaced) {
+    test::WriteBytes(File(), "");
+    fs::resize_file(File(), 3 * 1024 * 1024); // sparse: nothing is written
+    prompts.answers = {true};
+    EXPECT_EQ(tree.Form_Load(prompts), FilterLoadResult::Recreated);
+    ASSERT_EQ(prompts.shown.size(), 1u);
+    EXPECT_NE(prompts.shown[0].text.find("larger than a filter file can be"), std::string::npos)
+        << prompts.shown[0].text;
+    EXPECT_EQ(fs::file_size(folder / "tempFilter.bak"), 3u * 1024 * 1024);
+    EXPECT_EQ(Text("M0"), "Market 1");
+}
+
 TEST_F(FilterTreeTest, LeftClicksCycleTheMarksOfItemsOnly) {
     LoadSample();
     for (const int mark : {kIncluded, kExcluded, kUnmarked}) {
