@@ -1,7 +1,10 @@
 #include "scanfile/ScanFile.h"
 
 #include "settings/MemoryHive.h"
+#include "support/TempFolder.h"
 
+#include <cstdlib>
+#include <filesystem>
 #include <gtest/gtest.h>
 
 namespace marlindex {
@@ -302,6 +305,41 @@ TEST(GenerateScan, NoRowsGiveNoFormula) {
     const GeneratedScan generated = GenerateScan(Parse("{}").scan, settings);
     EXPECT_EQ(generated.formula, "");
     EXPECT_TRUE(generated.rowTexts.empty());
+}
+
+// The fuzzer's seeds, and the inputs on which it found the reader failing, each read cleanly
+// and round-trip, or are refused in one short line.
+TEST(ParseScan, FuzzSeedsAndFindingsReadOrAreRefused) {
+    const char* source = std::getenv("MARLINDEX_SOURCE_DIR");
+    ASSERT_NE(source, nullptr);
+    MemoryHive hive;
+    const CProgramSettings settings = CProgramSettings::ForMarlindex(hive);
+    int seeds = 0;
+    for (const char* folder : {"fuzz/scan-corpus", "tests/scanfile/fuzz-findings"}) {
+        for (const auto& entry :
+             std::filesystem::directory_iterator(std::filesystem::path(source) / folder)) {
+            if (entry.path().extension() == ".md") {
+                continue;
+            }
+            seeds += folder[0] == 'f' ? 1 : 0;
+            const std::string bytes = test::ReadBytes(entry.path());
+            const Result<ParsedScan> parsed = ParseScan(bytes);
+            if (!parsed) {
+                EXPECT_NE(folder[0], 'f') << "a seed reads: " << parsed.problem().Message();
+                EXPECT_EQ(parsed.problem().Message().find('\n'), std::string::npos);
+                EXPECT_LT(parsed.problem().Message().size(), 1000u);
+                continue;
+            }
+            const std::string written = WriteScan(parsed->scan);
+            const Result<ParsedScan> again = ParseScan(written);
+            ASSERT_TRUE(again) << entry.path() << ": " << again.problem().Message();
+            EXPECT_EQ(WriteScan(again->scan), written) << entry.path();
+            EXPECT_EQ(GenerateScan(again->scan, settings).formula,
+                      GenerateScan(parsed->scan, settings).formula)
+                << entry.path();
+        }
+    }
+    EXPECT_GE(seeds, 5);
 }
 
 } // namespace
