@@ -43,10 +43,6 @@ struct LibraryOptions {
     }
 };
 
-std::string Quoted(std::string_view text) {
-    return "\"" + std::string(text) + "\"";
-}
-
 // The library as the dialog would show it; none (with the message and exit status given)
 // when it cannot be read. A missing file is the default library.
 std::optional<Library> Load(const fs::path& file, std::ostream& err, int& status) {
@@ -63,13 +59,13 @@ const LibraryFormula* FindFormula(const Library& library, const fs::path& file,
                                   std::ostream& err) {
     const LibraryFolder* folder = library.FindFolderByName(folderName);
     if (folder == nullptr) {
-        err << file.string() << ": no folder " << Quoted(folderName) << "\n";
+        err << file.string() << ": no folder " << QuoteExcerpt(folderName) << "\n";
         return nullptr;
     }
     const LibraryFormula* formula = library.Formula(library.FindFormula(folder->id, name));
     if (formula == nullptr) {
-        err << file.string() << ": no formula " << Quoted(name) << " in folder "
-            << Quoted(folderName) << "\n";
+        err << file.string() << ": no formula " << QuoteExcerpt(name) << " in folder "
+            << QuoteExcerpt(folderName) << "\n";
     }
     return formula;
 }
@@ -127,8 +123,8 @@ int Show(const LibraryOptions& options, bool asScan, std::ostream& out, std::ost
     if (!exported) {
         Problem& problem = exported.problem();
         problem.where.file = file.string();
-        problem.where.within = "formula " + Quoted(options.name) + " in folder " +
-                               Quoted(options.folder) + ", " + problem.where.within;
+        problem.where.within = "formula " + QuoteExcerpt(options.name) + " in folder " +
+                               QuoteExcerpt(options.folder) + ", " + problem.where.within;
         problem.what = "cannot be written as a scan file: " + problem.what;
         return Report(problem, err);
     }
