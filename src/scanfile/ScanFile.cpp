@@ -366,6 +366,10 @@ marlindex::Place LineAndColumn(std::string_view text, std::size_t offset) {
 // one is refused before its values are built, so that no reader and no destructor recurses
 // through a hostile depth.
 constexpr std::size_t kMaxNesting = 64;
+// A row takes some twenty values; these bounds lie far above any formula a person builds and
+// far below what would exhaust the program.
+constexpr std::size_t kMaxValues = 1000000;
+constexpr std::size_t kMaxRows = 10000;
 
 // Where the first bracket that opens level `limit` + 1 lies, skipping strings; the text's size
 // when none does.
@@ -471,7 +475,20 @@ public:
     }
 
 private:
+    // Every value costs memory, however short its text: a file of millions of tiny values is
+    // refused while it is read, long before it could exhaust the program.
+    bool Count() {
+        if (++values_ <= kMaxValues) {
+            return true;
+        }
+        Refuse(Place::Within(PathTo({})), "the file holds more than " + std::to_string(kMaxValues) +
+                                              " values, more than any scan file needs");
+        return false;
+    }
     bool Add(json value) {
+        if (!Count()) {
+            return false;
+        }
         if (open_.empty()) {
             document_ = std::move(value);
             return true;
@@ -489,6 +506,9 @@ private:
             Refuse(LineAndColumn(text_, OffsetOfNesting(text_, kMaxNesting)),
                    "lists and objects nest deeper than " + std::to_string(kMaxNesting) +
                        " levels; a scan file needs four");
+            return false;
+        }
+        if (!Count()) {
             return false;
         }
         json* added = nullptr;
@@ -516,10 +536,12 @@ private:
         return parent.is_array() ? std::to_string(parent.size()) : key_;
     }
     // "row 2, field \"bars1\"", "field \"modify1\".\"op\"": the place of a field about to be
-    // read, in the words the checks use.
-    std::string PathTo(const std::string& name) const {
-        std::vector<std::string> steps(path_.begin() + 1, path_.end());
-        steps.push_back(name);
+    // read (of the list or object being read when `name` is none), in the words the checks use.
+    std::string PathTo(const std::optional<std::string>& name) const {
+        std::vector<std::string> steps(path_.begin() + (path_.empty() ? 0 : 1), path_.end());
+        if (name) {
+            steps.push_back(*name);
+        }
         std::string text;
         std::size_t first = 0;
         if (steps.size() >= 2 && path_.size() >= 2 && open_[0]->is_object() && steps[0] == "rows" &&
@@ -545,6 +567,7 @@ private:
     std::vector<json*> open_;       // the lists and objects being filled, outermost first
     std::vector<std::string> path_; // how each was reached from its parent
     std::string key_;               // the key of the next value inside an object
+    std::size_t values_ = 0;
     std::optional<Problem> refusal_;
 };
 
@@ -613,6 +636,11 @@ Result<ParsedScan> ParseScan(std::string_view text) try {
     if (const json* rows = Find(document, "rows")) {
         if (!rows->is_array()) {
             throw ScanError(top.Field("rows"), "must be a list of rows");
+        }
+        if (rows->size() > kMaxRows) {
+            throw ScanError(top.Field("rows"), "holds " + std::to_string(rows->size()) +
+                                                   " rows; a scan file holds at most " +
+                                                   std::to_string(kMaxRows));
         }
         std::size_t number = 0;
         for (const json& row : *rows) {

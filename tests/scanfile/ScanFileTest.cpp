@@ -218,6 +218,24 @@ TEST(ParseScan, DeepNestingIsRefusedBeforeItIsBuilt) {
     ExpectRefusal(nested(65), "nest deeper than 64 levels");
 }
 
+// Millions of tiny values fit in a file of a few megabytes and would each cost far more in
+// memory: their number is bounded while the file is read, and so is the number of rows.
+TEST(ParseScan, TheNumberOfValuesAndRowsIsBounded) {
+    const auto repeated = [](std::string_view item, std::size_t count) {
+        std::string text;
+        for (std::size_t i = 0; i < count; ++i) {
+            text += i == 0 ? "" : ",";
+            text += item;
+        }
+        return text;
+    };
+    ExpectRefusal("{\"rows\": [{\"value\": 1}, {\"value\": [" + repeated("[]", 1000000) + "]}]}",
+                  "row 2, field \"value\": the file holds more than 1000000 values");
+    ExpectRefusal(Rows(repeated("{}", 10001)),
+                  "field \"rows\": holds 10001 rows; a scan file holds at most 10000");
+    EXPECT_EQ(Parse(Rows(repeated("{}", 10000))).scan.rows.size(), 10000u);
+}
+
 TEST(ParseScan, AFieldGivenTwiceIsRefusedNotOverwritten) {
     ExpectRefusal(R"j({"name": "a", "name": "b"})j", "field \"name\": is given twice");
     ExpectRefusal(Rows(R"j({"indicator1": "RSI"}, {"value": 1, "value": 2})j"),
