@@ -414,6 +414,8 @@ std::string SyntaxErrorDetail(std::string_view message, const std::string& lastT
     const std::string lastRead = "; last read: '" + lastToken + "'";
     if (const std::size_t at = detail.find(lastRead); at != std::string::npos) {
         detail.erase(at, lastRead.size());
+    } else if (const std::size_t cut = detail.find("; last read: "); cut != std::string::npos) {
+        detail.erase(cut); // the token as read differs from the one given: never quote it raw
     }
     // The descriptions are short fixed texts; anything longer is not one of them.
     constexpr std::size_t kLongest = 160;
