@@ -1,6 +1,7 @@
 #include "cli/CliSupport.h"
 
 #include "cli/CliCommands.h"
+#include "formula/IndicatorParameters.h"
 #include "settings/ProgramSettings.h"
 #include "startup/AtomicFile.h"
 
@@ -50,6 +51,9 @@ GeneratedScan GenerateWithSettings(const Scan& scan, const std::string& registry
                                    std::ostream& err) {
     SettingsHive store = OpenSettings(registryFile, true, err);
     CProgramSettings settings = CProgramSettings::ForMarlindex(*store.hive);
+    for (const std::string& warning : CheckStoredParameters(settings)) {
+        err << "warning: " << store.place << ": " << warning << "\n";
+    }
     return GenerateScan(scan, settings);
 }
 

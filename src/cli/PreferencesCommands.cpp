@@ -1,5 +1,6 @@
 #include "cli/CliCommands.h"
 #include "cli/CliSupport.h"
+#include "formula/IndicatorParameters.h"
 #include "preferences/PreferenceFields.h"
 #include "settings/MemoryHive.h"
 #include "settings/ProgramSettings.h"
@@ -83,13 +84,14 @@ int Set(const PreferencesOptions& options, std::ostream& out, std::ostream& err)
                std::none_of(field->list.begin(), field->list.end(),
                             [&](const auto& item) { return EqualsIgnoreCase(item, stored); })) {
         err << "warning: " << field->name << ": \"" << stored << "\" is none of "
-            << Joined(field->list) << "; it was stored as given.\n";
+            << Joined(field->list) << "; it was stored as given, but formulas use the default "
+            << field->Default() << " until it is one of them.\n";
     }
 
-    // The store swallows failed writes: read the field back as the dialog would show it.
-    PreferenceFields check(settings);
-    check.Form_Load();
-    const PreferenceField& reread = *check.Find(field->name);
+    // The store swallows failed writes: read the value back as it was stored.
+    PreferenceField reread = *field;
+    reread.text = settings.ReadEntry(ParameterSection(field->Indicator()),
+                                     std::to_string(field->Position()), field->Default());
     if (reread.text != (stored.empty() ? reread.Default() : stored)) {
         err << CannotSave(store);
         return kExitFailure;

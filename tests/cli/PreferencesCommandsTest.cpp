@@ -57,7 +57,26 @@ TEST_F(PreferencesCommandsTest, SetAppliesTheDialogRulesAndTheFormulaFollows) {
     result = Preferences({"set", "I91", "Typical"});
     EXPECT_EQ(result.status, kExitOk);
     EXPECT_EQ(result.out, "I91\t9\t1\tTypical\tClose\n");
-    EXPECT_NE(result.err.find("none of Close, Open, High, Low, Average"), std::string::npos);
+    EXPECT_NE(result.err.find("none of Close, Open, High, Low, Average; it was stored as given, "
+                              "but formulas use the default Close"),
+              std::string::npos)
+        << result.err;
+}
+
+TEST_F(PreferencesCommandsTest, AStoredParameterThatBreaksTheRulesNeverReachesTheFormula) {
+    test::WriteBytes(registry_,
+                     "REGEDIT4\r\n\r\n"
+                     "[HKEY_CURRENT_USER\\SOFTWARE\\QRV\\Marlindex\\Settings\\Indicator\\16]\r\n"
+                     "\"2\"=\"14 ); Buy = 1; //\"\r\n");
+    const Result rsi = RunTool({"generate", "--registry", registry_.string(), "-"},
+                               R"j({"rows": [{"indicator1": "RSI", "comparison": 3,
+                                              "target": "Value", "value": 30}]})j");
+    EXPECT_EQ(rsi.status, kExitOk) << rsi.err;
+    EXPECT_EQ(rsi.out.substr(0, 34), "Filter = RSIa( Close, 14 ) < 30;\r\n") << rsi.out;
+    EXPECT_EQ(rsi.err, "warning: " + registry_.string() +
+                           ": Settings\\Indicator\\16\\2 holds \"14 ); Buy = 1; //\", which is "
+                           "not a number; the default 14 is used instead\n");
+    EXPECT_EQ(Listed("I162"), "I162\t16\t2\t14\t14") << "the dialog shows what is used";
 }
 
 TEST_F(PreferencesCommandsTest, BadFieldsAndValuesChangeNothing) {
