@@ -49,6 +49,7 @@ void AddCustomToolsCommands(CLI::App& app, CliStreams streams, CliCommands& comm
 // "-", is read up to the same bound).
 inline constexpr InputFileKind kInputFileKind{"input file", 16u << 20};
 inline constexpr InputFileKind kScanFileKind{"scan file", 16u << 20};
+inline constexpr InputFileKind kFormulaFileKind{"formula file", 16u << 20};
 
 // A file named on the command line; "-" is standard input. None, with the reason on stderr
 // (and in `status`, when given, the exit status its kind calls for), when it cannot be read

@@ -21,9 +21,10 @@ struct GenerateOptions {
 
 int Generate(const GenerateOptions& options, std::istream& in, std::ostream& out,
              std::ostream& err) {
-    const auto parsed = ReadScanFile(options.scanFile, in, err);
+    int status = kExitBadInput;
+    const auto parsed = ReadScanFile(options.scanFile, in, err, &status);
     if (!parsed) {
-        return kExitBadInput;
+        return status;
     }
     Scan scan = parsed->scan;
     if (!options.databaseFolder.empty()) {
@@ -52,9 +53,10 @@ struct HighlightOptions {
 
 int Highlight(const HighlightOptions& options, std::istream& in, std::ostream& out,
               std::ostream& err) {
-    const auto bytes = ReadInput(options.file, in, err);
+    int status = kExitBadInput;
+    const auto bytes = ReadInput(options.file, in, err, kFormulaFileKind, &status);
     if (!bytes) {
-        return kExitBadInput;
+        return status;
     }
     // A formula file written for AmiBroker is Windows-1252; DecodeText takes such bytes as
     // they were meant.

@@ -30,17 +30,19 @@ bool IsScanFile(const std::string& name) {
 }
 
 // The formula's text: an .afl file as it is (UTF-8, or Windows-1252 as AmiBroker writes it),
-// a scan file generated exactly as `generate` does. None, with the reason on stderr.
+// a scan file generated exactly as `generate` does. None, with the reason on stderr and the
+// exit status its kind calls for in `status`.
 std::optional<std::string> FormulaText(const ScanOptions& options, std::istream& in,
-                                       std::ostream& err) {
+                                       std::ostream& err, int& status) {
     if (IsScanFile(options.formula)) {
-        const std::optional<ParsedScan> parsed = ReadScanFile(options.formula, in, err);
+        const std::optional<ParsedScan> parsed = ReadScanFile(options.formula, in, err, &status);
         if (!parsed) {
             return std::nullopt;
         }
         return GenerateWithSettings(parsed->scan, options.registryFile, err).formula;
     }
-    const std::optional<std::string> bytes = ReadInput(options.formula, in, err);
+    const std::optional<std::string> bytes =
+        ReadInput(options.formula, in, err, kFormulaFileKind, &status);
     if (!bytes) {
         return std::nullopt;
     }
@@ -67,9 +69,10 @@ AnalysisRequest Request(const ScanOptions& options, const afl::Formula& formula)
 int RunScan(const ScanOptions& options, std::istream& in, std::ostream& out, std::ostream& err) {
     const auto start = std::chrono::steady_clock::now();
     const std::string shown = DisplayName(options.formula);
-    const std::optional<std::string> text = FormulaText(options, in, err);
+    int readStatus = kExitBadInput;
+    const std::optional<std::string> text = FormulaText(options, in, err, readStatus);
     if (!text) {
-        return kExitBadInput;
+        return readStatus;
     }
     std::optional<afl::Formula> formula;
     try {

@@ -96,7 +96,8 @@ Result<std::string> ReadInputFile(const fs::path& path, const InputFileKind& kin
     std::error_code ec;
     const fs::file_status status = fs::status(path, ec);
     if (status.type() == fs::file_type::not_found) {
-        return refuse(ProblemKind::Failure, "there is no such " + std::string(kind.name));
+        // A name the user gave that leads nowhere is the user's to correct.
+        return refuse(ProblemKind::BadInput, "there is no such " + std::string(kind.name));
     }
     if (ec) {
         return refuse(ProblemKind::Failure,

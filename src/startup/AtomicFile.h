@@ -28,8 +28,8 @@ struct InputFileKind {
 };
 
 // The whole of a file the user gave us, or the Problem that names the file and says why it was
-// not read: missing or unreadable (Failure), not a regular file or larger than the kind
-// allows (BadInput, the bound stated).
+// not read: unreadable (Failure); missing, not a regular file or larger than the kind allows
+// (BadInput, the bound stated).
 Result<std::string> ReadInputFile(const std::filesystem::path& path, const InputFileKind& kind);
 // The same for bytes that arrive on a stream (standard input), named `name` in messages.
 Result<std::string> ReadInputStream(std::istream& in, const std::string& name,

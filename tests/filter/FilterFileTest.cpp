@@ -188,7 +188,7 @@ TEST(FilterFileTest, DamageIsReportedWithItsLine) {
     fs::remove(file);
     EXPECT_EQ(ReadFilterFile(file).problem().Message(),
               file.string() + ": there is no such filter file");
-    EXPECT_EQ(ReadFilterFile(file).problem().kind, ProblemKind::Failure);
+    EXPECT_EQ(ReadFilterFile(file).problem().kind, ProblemKind::BadInput);
 }
 
 // A name goes between double quotes into the AFL filter expression and onto one line of the

@@ -130,7 +130,7 @@ TEST_F(AtomicFileTest, AnInputFileIsReadOnlyWhenItIsARegularFileWithinItsBound) 
 
     const auto missing = ReadInputFile(folder_ / "absent", kKind);
     ASSERT_FALSE(missing);
-    EXPECT_EQ(missing.problem().kind, ProblemKind::Failure);
+    EXPECT_EQ(missing.problem().kind, ProblemKind::BadInput);
     EXPECT_NE(missing.problem().what.find("there is no such test file"), std::string::npos);
 
     const auto folder = ReadInputFile(folder_, kKind);
