@@ -68,7 +68,7 @@ std::string QuoteExcerpt(std::string_view text, std::size_t limit) {
             quoted += "\\n";
         } else if (c == U'\t') {
             quoted += "\\t";
-        } else if (c < 0x20 || c == 0x7F) {
+        } else if (c < 0x20 || (c >= 0x7F && c <= 0x9F)) { // C0, DEL and the C1 controls
             static constexpr char kDigits[] = "0123456789ABCDEF";
             quoted += "\\x";
             quoted += kDigits[(c >> 4) & 0xF];

@@ -26,6 +26,7 @@ TEST(Problem, ThePlaceNamesWhatIsKnownInOneLine) {
 TEST(Problem, QuotedInputIsShortAndShowsNoControlCharacters) {
     EXPECT_EQ(QuoteExcerpt("RSI"), "\"RSI\"");
     EXPECT_EQ(QuoteExcerpt("a\r\nb\tc\x01"), "\"a\\r\\nb\\tc\\x01\"");
+    EXPECT_EQ(QuoteExcerpt("\x7f\u0081\u009b"), "\"\\x7F\\x81\\x9B\"") << "DEL and C1 controls";
     const std::string flood(5000, 'x');
     EXPECT_EQ(QuoteExcerpt(flood), "\"" + std::string(60, 'x') + "...\"");
     // Characters, not bytes, are counted: a cut never splits one.
