@@ -123,6 +123,11 @@ public:
     }
 
     void Take(const std::string& symbol, const SymbolOutput& output) {
+        // Symbols already read or evaluated when the run was cancelled are let go: the run
+        // keeps exactly the symbols taken before the cancel, however many threads were busy.
+        if (Stopped()) {
+            return;
+        }
         if (results_.symbolsRun == 0) {
             results_.columns = output.columns;
         }

@@ -265,11 +265,8 @@ TEST_F(ManySymbolsTest, ProgressHearsEverySymbolInOrderAndCanCancel) {
         const AnalysisResults part =
             RunAnalysis(formula, Store(), {AnalysisMode::Scan, {}, {}, threads}, control).value();
         EXPECT_TRUE(part.cancelled);
-        EXPECT_GE(part.symbolsRun, 10u);
-        EXPECT_LT(part.symbolsRun, 45u);
-        if (threads == 1) {
-            EXPECT_EQ(part.symbolsRun, 10u) << "on one thread it stops at once";
-        }
+        // Symbols still in flight on other threads are let go, so the cut is exact.
+        EXPECT_EQ(part.symbolsRun, 10u);
         ASSERT_LE(part.rows.size(), whole.rows.size());
         for (std::size_t r = 0; r < part.rows.size(); ++r) {
             EXPECT_EQ(Rows(part)[r], Rows(whole)[r]);
@@ -285,7 +282,7 @@ TEST_F(ManySymbolsTest, ProgressHearsEverySymbolInOrderAndCanCancel) {
         const AnalysisResults flagged =
             RunAnalysis(formula, Store(), {AnalysisMode::Scan, {}, {}, threads}, control).value();
         EXPECT_TRUE(flagged.cancelled);
-        EXPECT_LT(flagged.symbolsRun, 45u);
+        EXPECT_EQ(flagged.symbolsRun, 5u);
 
         control.progress = {};
         const AnalysisResults before =
