@@ -1,6 +1,8 @@
 #include "filter/FilterTree.h"
 
 #include "filter/FilterExpression.h"
+#include "filter/FilterImport.h"
+#include "quotes/QuoteStore.h"
 
 #include <algorithm>
 #include <charconv>
@@ -213,6 +215,54 @@ void FilterTree::Publish(bool chosen) {
 
 bool FilterTree::btnOK_Click(UserPrompts& prompts) {
     return SaveData(prompts);
+}
+
+bool FilterTree::btnImport_Click(UserPrompts& prompts) {
+    const std::string title = "Import lists";
+    if (!loaded_) {
+        prompts.Inform(title,
+                       "There is no filter to import lists into: the database folder \"" +
+                           Utf8Path(databaseFolder_) + "\" has no filter file that could be read.",
+                       PromptIcon::Exclamation);
+        return false;
+    }
+    std::vector<SymbolInfo> symbols;
+    std::array<std::string, kWatchListCount> names;
+    const Result<void> read = CatchProblem([&] {
+        const QuoteStore store = ValueOrThrow(QuoteStore::Open(databaseFolder_));
+        symbols = store.Symbols();
+        names = store.WatchListNames();
+    });
+    if (!read) {
+        prompts.Inform(title,
+                       "The lists cannot be imported: " + read.problem().Message() +
+                           "\r\nImport quotes into the database first (File, Import quotes...).",
+                       PromptIcon::Exclamation);
+        return false;
+    }
+    const FilterImport import = ImportFilterLists(TreeContents(), symbols, names);
+    if (import.Unchanged()) {
+        prompts.Inform(title, "The filter's lists already are those of the database.",
+                       PromptIcon::Information);
+        return false;
+    }
+    if (!prompts.AskYesNo(title, FilterImportQuestion(import), PromptIcon::Question)) {
+        return false;
+    }
+    // The items take the keys a load of the file would give them: their positions.
+    for (std::size_t category = 0; category < kFilterCategoryCount; ++category) {
+        FilterTreeCategory& node = TreeView1.categories[category];
+        node.items.clear();
+        const auto& items = import.contents[category];
+        for (std::size_t position = 0; position < items.size(); ++position) {
+            node.items.push_back(
+                {node.key + std::to_string(position), items[position].name, items[position].mark});
+        }
+    }
+    TreeView1.selectedKey.clear();
+    TreeView1.editingKey.clear();
+    currentNode_.clear();
+    return true;
 }
 
 // ---- the tree's events ----

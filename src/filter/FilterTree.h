@@ -131,6 +131,11 @@ public:
     // CheckFilterName refuses keeps it too, and the user is told what the text holds and why.
     void TreeView1_AfterLabelEdit(bool cancel, const std::string& newText, UserPrompts& prompts);
 
+    // Import...: the lists of the database's quote store in place of the tree's, after the user
+    // has seen what each category gains and loses; marks stay with the names that remain. The
+    // file changes when OK is pressed. True when the tree took the lists.
+    bool btnImport_Click(UserPrompts& prompts);
+
     void mAdd_Click();
     // Asks first; the item goes from the tree, and from the file when OK is pressed.
     void mDelete_Click(UserPrompts& prompts);

@@ -159,7 +159,6 @@ void frmFilter::CreateControls() {
     btnOK->setObjectName(QStringLiteral("btnOK"));
     btnCancel = new QPushButton(QStringLiteral("&Cancel"), this);
     btnCancel->setObjectName(QStringLiteral("btnCancel"));
-    // Import has nothing to import from yet: it stays without action.
     btnImport = new QPushButton(QStringLiteral("Import..."), this);
     btnImport->setObjectName(QStringLiteral("btnImport"));
     btnImport->setToolTip(ToQt(FilterTree::kImportToolTip));
@@ -210,6 +209,8 @@ void frmFilter::CreateControls() {
 
     connect(btnOK, &QPushButton::clicked, this, &frmFilter::btnOK_Click);
     connect(btnCancel, &QPushButton::clicked, this, &frmFilter::reject);
+    connect(btnImport, &QPushButton::clicked, this,
+            [this] { Handle([this] { state_.btnImport_Click(prompts_); }); });
 
     // The left button's release has been seen by the event filter before the click arrives.
     connect(TreeView1, &QTreeWidget::itemClicked, this, [this](QTreeWidgetItem* item) {
