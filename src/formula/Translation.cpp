@@ -21,19 +21,6 @@ bool IsModifyOperation(std::string_view operation) {
            operation == kModifyMultiply || operation == kModifyDivide;
 }
 
-// The indicator's template with its option applied: the moving-average type's first letter
-// in front of MA (not for Simple), or the price field in place of Price.
-std::string OptionTemplate(const IndicatorEntry& indicator, const std::string& option) {
-    if (indicator.index == kIndicatorPrice) {
-        return option;
-    }
-    if (IsOneOf(indicator.index, {kIndicatorMaShort, kIndicatorMaMedium, kIndicatorMaLong}) &&
-        !option.empty() && option.front() != 'S') {
-        return option.substr(0, 1) + indicator.aflTemplate;
-    }
-    return indicator.aflTemplate;
-}
-
 std::string ModifiedSide1(const std::string& t, const EditorState& s) {
     if (!s.modify1On) {
         return t;
@@ -145,10 +132,11 @@ std::string Expression(const EditorState& s, const Parameters& parameters) {
     const std::int32_t tp1 = s.tp1;
     const std::int32_t tp2 = (s.tp2 == 0 && !TakesBars2(c.group)) ? 1 : s.tp2;
 
-    std::string code1 =
-        a.aflTemplate.empty() ? std::string() : ModifiedSide1(OptionTemplate(a, s.option1), s);
+    std::string code1 = a.aflTemplate.empty()
+                            ? std::string()
+                            : ModifiedSide1(IndicatorTemplate(a.index, s.option1), s);
     std::string code2 = (b && !b->aflTemplate.empty())
-                            ? ModifiedSide2(OptionTemplate(*b, s.option2), s)
+                            ? ModifiedSide2(IndicatorTemplate(b->index, s.option2), s)
                             : std::string();
     code1 = FillParameters(code1, parameters.a);
 
@@ -285,14 +273,6 @@ std::string ParameterWords(const std::vector<std::string>& parameters) {
     return shown.empty() ? shown : shown + ")";
 }
 
-// "RSI(21)", "MA (Short) Simple(5)", "Price Close".
-std::string IndicatorWords(int index, const std::string& option,
-                           const std::vector<std::string>& parameters) {
-    std::string words = Indicator(index).displayName;
-    Append(words, option);
-    return words + ParameterWords(parameters);
-}
-
 Parameters ReadParameters(const EditorState& s, const CProgramSettings& settings) {
     Parameters parameters;
     if (s.indicator1 && IsIndicatorIndex(*s.indicator1)) {
@@ -341,6 +321,25 @@ std::string Describe(const EditorState& s, const Parameters& parameters) {
 }
 
 } // namespace
+
+std::string IndicatorTemplate(int index, const std::string& option) {
+    const IndicatorEntry indicator = Indicator(index);
+    if (index == kIndicatorPrice) {
+        return option;
+    }
+    if (IsOneOf(index, {kIndicatorMaShort, kIndicatorMaMedium, kIndicatorMaLong}) &&
+        !option.empty() && option.front() != 'S') {
+        return option.substr(0, 1) + indicator.aflTemplate;
+    }
+    return indicator.aflTemplate;
+}
+
+std::string IndicatorWords(int index, const std::string& option,
+                           const std::vector<std::string>& parameters) {
+    std::string words = Indicator(index).displayName;
+    Append(words, option);
+    return words + ParameterWords(parameters);
+}
 
 std::string DescribeCondition(const EditorState& state, const CProgramSettings& settings) {
     return Describe(state, ReadParameters(state, settings));

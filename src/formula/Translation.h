@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace marlindex {
 
@@ -33,5 +34,15 @@ ConditionTranslation TranslateCondition(const EditorState& state, const CProgram
 // named with the parameters it is computed with, read from `settings` as the formula reads
 // them: "RSI(21) of the current bar is less than 30".
 std::string DescribeCondition(const EditorState& state, const CProgramSettings& settings);
+
+// An indicator's AFL template with its option applied: the moving-average type's first letter
+// in front of MA ("EMA( A1, A2 )"), the price field in place of Price ("High"). The
+// parameters are still marked " A1", " A2" ...
+std::string IndicatorTemplate(int index, const std::string& option);
+
+// How a row's words name an indicator computed with `parameters` (in template order):
+// "RSI(21)", "MA (Short) Simple(5)", "Price Close".
+std::string IndicatorWords(int index, const std::string& option,
+                           const std::vector<std::string>& parameters);
 
 } // namespace marlindex
