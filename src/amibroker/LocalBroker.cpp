@@ -6,7 +6,9 @@
 #include "startup/TextHelpers.h"
 
 #include <charconv>
+#include <chrono>
 #include <cmath>
+#include <future>
 #include <limits>
 
 namespace marlindex {
@@ -17,6 +19,17 @@ constexpr const char* kTitle = "Marlindex";
 
 std::string Count(std::size_t n, const char* one, const char* many) {
     return std::to_string(n) + " " + (n == 1 ? one : many);
+}
+
+// Runs `run` on a thread of its own and calls `meanwhile` on this one until it has ended: first
+// at once, so that what `meanwhile` lets happen (a click on Cancel) can reach even a short run.
+template <class Run>
+auto RunBeside(const Run& run, const std::function<void()>& meanwhile) -> decltype(run()) {
+    std::future<decltype(run())> result = std::async(std::launch::async, run);
+    do {
+        meanwhile();
+    } while (result.wait_for(std::chrono::milliseconds(15)) != std::future_status::ready);
+    return result.get();
 }
 
 } // namespace
@@ -105,7 +118,8 @@ void LocalAnalysis::Run(AnalysisMode mode) {
     if (!store) {
         Fail(store.problem().Message());
     }
-    Result<AnalysisResults> results = RunAnalysis(*formula_, *store, request_, control_);
+    const auto run = [&] { return RunAnalysis(*formula_, *store, request_, control_); };
+    Result<AnalysisResults> results = whileRunning_ ? RunBeside(run, whileRunning_) : run();
     if (!results) {
         Problem problem = std::move(results.problem());
         if (problem.where.line > 0) {
@@ -129,7 +143,9 @@ void LocalAnalysis::Run(AnalysisMode mode) {
     if (done.cancelled) {
         message += "; it was cancelled before the last symbol";
     }
-    prompts_->Inform(kTitle, message + ".\nThe rows are in\n" + Utf8Path(csv));
+    if (reportInMessage_) {
+        prompts_->Inform(kTitle, message + ".\nThe rows are in\n" + Utf8Path(csv));
+    }
 }
 
 std::string LocalBroker::DatabasePath() {

@@ -1,8 +1,8 @@
 // The local host: a database folder on disk, analysed by the program's own engine. It answers
 // the members Run calls as AmiBroker would: it loads the run file, takes the run options, and
-// explores or scans the folder's quote store. Until a results window exists, a run writes its
-// rows as CSV beside the run file and says how many there were and where they are; a run that
-// fails says why, since a local run has no other window to show it.
+// explores or scans the folder's quote store. A run writes its rows as CSV beside the run file
+// and, unless a results window shows them, says how many there were and where they are; a run
+// that fails always says why.
 #pragma once
 
 #include "afl/Formula.h"
@@ -11,6 +11,7 @@
 #include "startup/UserPrompts.h"
 
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -44,6 +45,16 @@ public:
     // Heard during a run (symbols done and in all); returning false cancels it. The flag
     // cancels it from another thread.
     void SetRunControl(RunControl control) { control_ = std::move(control); }
+    // Called again and again on the calling thread while a run goes, which then runs on a
+    // thread of its own: a window lets its events run here, so that its progress shows and
+    // its Cancel can be clicked. None: the run blocks the calling thread.
+    void SetWhileRunning(std::function<void()> whileRunning) {
+        whileRunning_ = std::move(whileRunning);
+    }
+    // Whether a run that ends says in a message how many rows it gave and where the CSV is; a
+    // window that shows the rows makes that message unnecessary. A run that fails always says
+    // why.
+    void SetReportInMessage(bool report) { reportInMessage_ = report; }
 
     const std::string& FormulaPath() const { return formulaPath_; }
     const AnalysisRequest& Request() const { return request_; }
@@ -63,6 +74,8 @@ private:
     std::string currentSymbol_;
     AnalysisRequest request_;
     RunControl control_;
+    std::function<void()> whileRunning_;
+    bool reportInMessage_ = true;
     std::optional<AnalysisResults> lastResults_;
     std::filesystem::path lastCsv_;
 };

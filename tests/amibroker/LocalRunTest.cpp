@@ -7,7 +7,9 @@
 #include "support/QuoteFixtures.h"
 #include "support/ScriptedPrompts.h"
 
+#include <atomic>
 #include <gtest/gtest.h>
+#include <thread>
 
 namespace marlindex {
 namespace {
@@ -140,6 +142,54 @@ TEST_F(LocalRunTest, ACancelledRunKeepsTheRowsOfTheSymbolsDoneAndSaysSo) {
     EXPECT_EQ(Message(), "The exploration gave 3 rows from 1 symbol and 5 bars; it was "
                          "cancelled before the last symbol.\nThe rows are in\n" +
                              Csv().string());
+}
+
+TEST_F(LocalRunTest, BesideAWindowTheRunGoesOnItsOwnThreadAndOnlyAFailureSaysSo) {
+    CloseAbove10();
+    w.optAllBars_Click();
+    LocalAnalysis& local = broker_.Local();
+    local.SetReportInMessage(false);
+    std::atomic<bool> cancel{false};
+    std::atomic<std::size_t> progressHeard{0};
+    local.SetRunControl({[&](std::size_t, std::size_t) {
+                             ++progressHeard;
+                             return true;
+                         },
+                         &cancel});
+    int pumped = 0;
+    const std::thread::id caller = std::this_thread::get_id();
+    local.SetWhileRunning([&] {
+        EXPECT_EQ(std::this_thread::get_id(), caller);
+        ++pumped;
+    });
+    EXPECT_TRUE(Run().started);
+    EXPECT_GE(pumped, 1) << "the window has its events run at least once";
+    EXPECT_EQ(progressHeard.load(), 3u);
+    ASSERT_TRUE(local.LastResults());
+    EXPECT_EQ(local.LastResults()->rows.size(), 6u);
+    EXPECT_TRUE(prompts_.shown.empty()) << "the window shows the rows";
+    EXPECT_TRUE(fs::exists(Csv())) << "the CSV is still written";
+
+    // Cancel, clicked while the window's events run: the run stops before its first symbol or
+    // after it (that symbol waits here for the click, so the run cannot finish first).
+    local.SetRunControl({[&](std::size_t, std::size_t) {
+                             while (!cancel) {
+                                 std::this_thread::yield();
+                             }
+                             return true;
+                         },
+                         &cancel});
+    local.SetWhileRunning([&] { cancel = true; });
+    EXPECT_TRUE(Run().started);
+    EXPECT_TRUE(local.LastResults()->cancelled);
+    EXPECT_LE(local.LastResults()->symbolsRun, 1u);
+
+    // A failure still says why.
+    local.SetCurrentSymbol("ZZZ");
+    w.OptCurrentTicker_Click();
+    const RunOutcome failed = Run();
+    EXPECT_NE(failed.error, "");
+    EXPECT_EQ(Message(), "The run stopped:\n" + failed.error);
 }
 
 TEST_F(LocalRunTest, AFormulaThatDoesNotReadIsNamedByLineAndColumn) {
