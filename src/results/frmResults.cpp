@@ -1,6 +1,7 @@
 #include "results/frmResults.h"
 
 #include "app/ResultsTableModel.h"
+#include "results/frmChart.h"
 #include "results/frmWhyPanel.h"
 #include "startup/EventGuard.h"
 
@@ -319,12 +320,18 @@ void frmResults::OpenChart(const QModelIndex& index) {
     if (table_ == nullptr || !index.isValid()) {
         return;
     }
-    // TODO(chart window): open the symbol's chart here, frmChart(table_->SharedRun(), symbol,
-    // date), a window of its own, once the chart window is in the program.
-    lblStatus_->setText(
-        tr("%1 on %2")
-            .arg(Q(table_->SymbolAt(static_cast<std::size_t>(index.row()))),
-                 Q(FormatIsoDate(table_->DateAt(static_cast<std::size_t>(index.row()))))));
+    const auto row = static_cast<std::size_t>(index.row());
+    // Each chart is a window of its own that closes itself; it keeps the run it was opened
+    // from, so a later run does not change it.
+    if (const std::optional<std::string> failure = RunGuarded([&] {
+            auto* chart =
+                new frmChart(table_->SharedRun(), table_->SymbolAt(row), table_->DateAt(row), this);
+            chart->show();
+            chart->raise();
+            chart->activateWindow();
+        })) {
+        lblStatus_->setText(tr("Could not open the chart: %1").arg(Q(*failure)));
+    }
 }
 
 void frmResults::Export() {
