@@ -88,6 +88,7 @@ void MainWindowState::LoadRunSettings() {
     // Comments with the code are on at every start, whatever was stored.
     mICWC.checked = true;
     gridMode_ = "ADD";
+    currentSymbol.Load(*settings_);
 }
 
 void MainWindowState::SaveRunSettings() {
@@ -96,6 +97,7 @@ void MainWindowState::SaveRunSettings() {
     settings_->WriteEntry("Range", std::to_string(scanRange_));
     settings_->WriteEntry("RangeNumber", scanRangeNumber_);
     settings_->WriteEntry("AnalysisType", std::to_string(analysisType_));
+    currentSymbol.Save(*settings_);
 }
 
 std::vector<std::string> MainWindowState::RowTexts() const {

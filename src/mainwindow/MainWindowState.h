@@ -14,6 +14,7 @@
 #include "formula/ConditionRecord.h"
 #include "library/LibraryFile.h"
 #include "mainwindow/Controls.h"
+#include "mainwindow/CurrentSymbol.h"
 #include "settings/ProgramSettings.h"
 
 #include <cstdint>
@@ -94,6 +95,10 @@ public:
 
     // ---- View menu switches ----
     MenuItem mMOS, mICWC, mWITB;
+
+    // The symbol "Current ticker" runs over on the local host; no part of the formula, so no
+    // undo step either. Kept with the run settings.
+    CurrentSymbol currentSymbol;
 
     // ---- public properties ----
     const std::string& ScanName() const { return scanName_; }

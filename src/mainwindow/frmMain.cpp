@@ -3,12 +3,14 @@
 #include "about/AboutInfo.h"
 #include "about/frmAbout.h"
 #include "about/frmHelp.h"
+#include "amibroker/LocalBroker.h"
 #include "filter/FilterTree.h"
 #include "filter/frmFilter.h"
 #include "library/FormulaComment.h"
 #include "library/frmOpenSave.h"
 #include "mainwindow/MainWindowFiles.h"
 #include "preferences/frmPreferences.h"
+#include "quotes/QuoteStore.h"
 #include "startup/EventGuard.h"
 
 #include <QApplication>
@@ -16,6 +18,7 @@
 #include <QClipboard>
 #include <QCloseEvent>
 #include <QComboBox>
+#include <QCompleter>
 #include <QDate>
 #include <QFontDatabase>
 #include <QGridLayout>
@@ -33,6 +36,7 @@
 #include <QScrollBar>
 #include <QSplitter>
 #include <QStatusBar>
+#include <QStringListModel>
 #include <QStyle>
 #include <QTableWidget>
 #include <QTextCursor>
@@ -208,6 +212,7 @@ frmMain::frmMain(MainWindowState& state, Services services, QWidget* parent)
         ShowFilterNote();
     }
     resize(1060, 720);
+    ReloadSymbols();
     Mirror();
 }
 
@@ -532,6 +537,16 @@ QWidget* frmMain::BuildRunOptions() {
     OptLastDays_ = Named(new QRadioButton(tr("Last n &days")), "OptLastDays");
     txtRange_ = NewField("txtRange", 80);
     txtRange_->setToolTip(tr("n: how many bars or days"));
+    txtSymbol_ = NewField("txtSymbol", 80);
+    txtSymbol_->setPlaceholderText(tr("Symbol"));
+    txtSymbol_->setToolTip(tr("The symbol \"Current ticker\" runs over: type one, or choose a "
+                              "row of the results"));
+    // Completes from the database's symbols in any letter case; leaving the box takes the
+    // database's spelling.
+    symbolCompleter_ = new QCompleter(new QStringListModel(this), this);
+    symbolCompleter_->setCaseSensitivity(Qt::CaseInsensitive);
+    symbolCompleter_->setFilterMode(Qt::MatchStartsWith);
+    txtSymbol_->setCompleter(symbolCompleter_);
     btnRun_ =
         Named(new QPushButton(style()->standardIcon(QStyle::SP_MediaPlay), tr("Run")), "btnRun");
     btnRun_->setShortcut(QKeySequence(Qt::Key_F5));
@@ -551,8 +566,14 @@ QWidget* frmMain::BuildRunOptions() {
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(
         group(tr("Analysis"), "fraAnalysis", {optExplore_, optScanBuy_, optScanSell_}));
-    layout->addWidget(
-        group(tr("Apply to"), "fraApplyTo", {optAllTickers_, OptCurrentTicker_, OptUseFilter_}));
+    auto* applyTo =
+        group(tr("Apply to"), "fraApplyTo", {optAllTickers_, OptCurrentTicker_, OptUseFilter_});
+    auto* symbolRow = new QHBoxLayout;
+    symbolRow->setContentsMargins(20, 0, 0, 0); // under "Current ticker", which it belongs to
+    symbolRow->addWidget(txtSymbol_);
+    symbolRow->addStretch(1);
+    static_cast<QVBoxLayout*>(applyTo->layout())->insertLayout(2, symbolRow);
+    layout->addWidget(applyTo);
     layout->addWidget(range);
     layout->addStretch(1);
     layout->addWidget(btnRun_);
@@ -573,6 +594,13 @@ QWidget* frmMain::BuildRunOptions() {
         Handle([text](MainWindowState& w) { w.txtRange_Change(S(text)); });
     });
     txtRange_->installEventFilter(this);
+    connect(txtSymbol_, &QLineEdit::textEdited, this, [this](const QString& text) {
+        Handle([text](MainWindowState& w) { w.currentSymbol.txtSymbol_Change(S(text)); });
+    });
+    connect(symbolCompleter_, qOverload<const QString&>(&QCompleter::activated), this,
+            [this](const QString& text) { SetCurrentSymbol(S(text)); });
+    connect(txtSymbol_, &QLineEdit::editingFinished, this,
+            [this] { Handle([](MainWindowState& w) { w.currentSymbol.txtSymbol_LostFocus(); }); });
     connect(btnRun_, &QPushButton::clicked, this, [this] { Run(); });
     return options;
 }
@@ -638,6 +666,9 @@ void frmMain::SetTabOrder() {
     for (std::size_t i = 0; i + 1 < std::size(order); ++i) {
         setTabOrder(const_cast<QWidget*>(order[i]), const_cast<QWidget*>(order[i + 1]));
     }
+    // The symbol box follows the "Apply to" options it belongs to.
+    setTabOrder(optAllTickers_, txtSymbol_);
+    setTabOrder(txtSymbol_, optAllBars_);
 }
 
 // ---- events ----
@@ -829,10 +860,17 @@ void frmMain::Run() {
     services.letEventsRun = [] { QCoreApplication::processEvents(); };
     services.minimiseWindow = [this] { showMinimized(); };
     const bool rangeHasFocus = txtRange_->hasFocus();
+    const bool symbolHasFocus = txtSymbol_->hasFocus();
     Handle([&](MainWindowState& w) {
         // Leaving the range box normalises it first, as moving the focus to the button would.
         if (rangeHasFocus) {
             w.txtRange_LostFocus();
+        }
+        if (symbolHasFocus) {
+            w.currentSymbol.txtSymbol_LostFocus();
+        }
+        if (LocalBroker* local = LocalHost()) {
+            local->Local().SetCurrentSymbol(w.currentSymbol.Symbol());
         }
         lastRun_ = w.btnRun_Click(services);
     });
@@ -843,6 +881,39 @@ void frmMain::Run() {
     } else if (state_->txtForumlae.text.empty()) {
         statusBar()->showMessage(tr("There is no formula to run yet."));
     }
+}
+
+LocalBroker* frmMain::LocalHost() const {
+    return dynamic_cast<LocalBroker*>(services_.broker);
+}
+
+void frmMain::SetCurrentSymbol(const std::string& symbol) {
+    Handle([&symbol](MainWindowState& w) { w.currentSymbol.Choose(symbol); });
+}
+
+void frmMain::ReloadSymbols() {
+    std::optional<std::vector<std::string>> symbols;
+    if (LocalBroker* local = LocalHost()) {
+        // A database without quotes has no symbols to offer; the box then says so.
+        const Result<std::vector<std::string>> read =
+            CatchProblem([&]() -> std::vector<std::string> {
+                std::vector<std::string> names;
+                for (const SymbolSummary& summary :
+                     ValueOrThrow(QuoteStore::Open(local->DatabasePath())).List()) {
+                    names.push_back(summary.symbol);
+                }
+                return names;
+            });
+        if (read) {
+            symbols = *read;
+        }
+    }
+    QStringList names;
+    for (const std::string& symbol : symbols.value_or(std::vector<std::string>{})) {
+        names.append(Q(symbol));
+    }
+    static_cast<QStringListModel*>(symbolCompleter_->model())->setStringList(names);
+    Handle([&symbols](MainWindowState& w) { w.currentSymbol.SetDatabaseSymbols(symbols); });
 }
 
 void frmMain::CopyFormula() {
@@ -1025,6 +1096,13 @@ void frmMain::Mirror() {
         widget->setEnabled(option->enabled);
     }
     btnRun_->setEnabled(!state.txtForumlae.text.empty());
+    // AmiBroker has a current symbol of its own; only the local host takes the box's.
+    const TextBox& symbol = state_->currentSymbol.txtSymbol;
+    if (txtSymbol_->text() != Q(symbol.text)) {
+        txtSymbol_->setText(Q(symbol.text));
+    }
+    txtSymbol_->setEnabled(LocalHost() != nullptr);
+    MarkField(txtSymbol_, LocalHost() != nullptr ? symbol.invalid : std::string(), {});
     mCopy_->setEnabled(!state.txtForumlae.text.empty());
 
     MirrorFormula();

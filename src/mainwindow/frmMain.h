@@ -18,6 +18,7 @@
 class QAction;
 class QCheckBox;
 class QComboBox;
+class QCompleter;
 class QLabel;
 class QLineEdit;
 class QMenu;
@@ -31,6 +32,7 @@ namespace marlindex {
 
 class FilterTree;
 class frmHelp;
+class LocalBroker;
 class MainWindowFiles;
 
 class frmMain : public QMainWindow {
@@ -52,6 +54,12 @@ public:
     MainWindowState& State() { return *state_; }
     // The outcome of the last Run, as the status line shows it.
     const RunOutcome& LastRun() const { return lastRun_; }
+
+    // A symbol the user chose elsewhere (a row of the results, a chart) becomes the current
+    // symbol: the symbol box shows it and "Current ticker" runs over it.
+    void SetCurrentSymbol(const std::string& symbol);
+    // Reads the database's symbols again for the symbol box (after an import of quotes).
+    void ReloadSymbols();
 
     // The formula box's text for the given model text: the box breaks lines with LF only, so
     // CR LF become LF and the colour runs shift with them. Exposed for tests.
@@ -94,6 +102,8 @@ private:
     void ShowFilterNote();
     void ShowContextMenu(const QPoint& globalPosition);
     void Run();
+    // The local host, whose current symbol the symbol box sets; null for another host.
+    LocalBroker* LocalHost() const;
     void CopyFormula();
     // Runs a library command, then shows the state (the caption follows the formula's name).
     void FileCommand(const std::function<void(MainWindowFiles&)>& command);
@@ -128,6 +138,8 @@ private:
     QRadioButton *optAllTickers_, *OptCurrentTicker_, *OptUseFilter_;
     QRadioButton *optAllBars_, *OptLastBars_, *OptLastDays_;
     QLineEdit* txtRange_;
+    QLineEdit* txtSymbol_;
+    QCompleter* symbolCompleter_;
     QPushButton* btnRun_;
 
     // Menus and toolbar
