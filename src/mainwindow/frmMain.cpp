@@ -11,6 +11,7 @@
 #include "mainwindow/MainWindowFiles.h"
 #include "preferences/frmPreferences.h"
 #include "quotes/QuoteStore.h"
+#include "quotes/frmImportQuotes.h"
 #include "startup/EventGuard.h"
 
 #include <QApplication>
@@ -242,6 +243,11 @@ void frmMain::BuildMenus() {
     mCopy_->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_C));
     mCopy_->setStatusTip(tr("Copy the formula, with a comment listing the conditions"));
     file->addSeparator();
+    mImportQuotes_ = Named(file->addAction(tr("&Import quotes...")), "mImportQuotes");
+    mImportQuotes_->setStatusTip(tr("Import price files and a symbols file into the database"));
+    // AmiBroker imports its own quotes; the local host's database is the program's to fill.
+    mImportQuotes_->setEnabled(LocalHost() != nullptr);
+    connect(mImportQuotes_, &QAction::triggered, this, [this] { ShowImportQuotes(); });
     mPreferences_ = Named(file->addAction(tr("&Preferences...")), "mPreferences");
     file->addSeparator();
     mExit_ = Named(file->addAction(tr("E&xit")), "mExit");
@@ -842,6 +848,10 @@ void frmMain::ShowContextMenu(const QPoint& globalPosition) {
 }
 
 void frmMain::Run() {
+    // The window's events run while a run goes; another Run must wait for it.
+    if (runGoing_) {
+        return;
+    }
     // Unfinished rows, and what the built-in engine's parser refuses, are named first.
     bool goOn = true;
     FileCommand([&goOn](MainWindowFiles& files) {
@@ -851,6 +861,7 @@ void frmMain::Run() {
         statusBar()->showMessage(tr("The formula was not run."));
         return;
     }
+    const bool inResultsWindow = !state_->txtForumlae.text.empty() && BeginLocalRun();
     RunServices services;
     services.broker = services_.broker;
     services.programFolder = services_.programFolder;
@@ -874,12 +885,29 @@ void frmMain::Run() {
         }
         lastRun_ = w.btnRun_Click(services);
     });
+    if (inResultsWindow) {
+        EndLocalRun();
+    }
     if (!lastRun_.error.empty()) {
         statusBar()->showMessage(tr("The run stopped: %1").arg(Q(lastRun_.error)));
     } else if (lastRun_.started) {
         statusBar()->showMessage(tr("Ran %1").arg(Q(lastRun_.runFile)));
     } else if (state_->txtForumlae.text.empty()) {
         statusBar()->showMessage(tr("There is no formula to run yet."));
+    }
+}
+
+void frmMain::ShowImportQuotes() {
+    LocalBroker* local = LocalHost();
+    if (local == nullptr) {
+        return;
+    }
+    ImportQuotesState state(local->DatabasePath());
+    frmImportQuotes dialog(state, {}, this);
+    dialog.exec();
+    if (state.ChangedDatabase()) {
+        ReloadSymbols();
+        statusBar()->showMessage(tr("Quotes were imported into %1.").arg(Q(local->DatabasePath())));
     }
 }
 
@@ -1095,7 +1123,7 @@ void frmMain::Mirror() {
         }
         widget->setEnabled(option->enabled);
     }
-    btnRun_->setEnabled(!state.txtForumlae.text.empty());
+    btnRun_->setEnabled(!state.txtForumlae.text.empty() && !runGoing_);
     // AmiBroker has a current symbol of its own; only the local host takes the box's.
     const TextBox& symbol = state_->currentSymbol.txtSymbol;
     if (txtSymbol_->text() != Q(symbol.text)) {

@@ -9,6 +9,7 @@
 #include <QMainWindow>
 #include <QPointer>
 #include <QString>
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -32,6 +33,7 @@ namespace marlindex {
 
 class FilterTree;
 class frmHelp;
+class frmResults;
 class LocalBroker;
 class MainWindowFiles;
 
@@ -60,6 +62,8 @@ public:
     void SetCurrentSymbol(const std::string& symbol);
     // Reads the database's symbols again for the symbol box (after an import of quotes).
     void ReloadSymbols();
+    // The window that shows the runs on the local host; null before the first one.
+    frmResults* ResultsWindow() const;
 
     // The formula box's text for the given model text: the box breaks lines with LF only, so
     // CR LF become LF and the colour runs shift with them. Exposed for tests.
@@ -104,6 +108,10 @@ private:
     void Run();
     // The local host, whose current symbol the symbol box sets; null for another host.
     LocalBroker* LocalHost() const;
+    // On the local host a run shows in the results window, opened before the run, which runs
+    // beside it (frmMainResults.cpp). False for another host.
+    bool BeginLocalRun();
+    void EndLocalRun();
     void CopyFormula();
     // Runs a library command, then shows the state (the caption follows the formula's name).
     void FileCommand(const std::function<void(MainWindowFiles&)>& command);
@@ -111,6 +119,8 @@ private:
     void ShowAbout();
     void ShowFilter();
     void ShowPreferences();
+    // File, Import quotes...: price files into the local host's database.
+    void ShowImportQuotes();
 
     MainWindowState* state_;
     Services services_;
@@ -144,6 +154,7 @@ private:
 
     // Menus and toolbar
     QAction *mNew_, *mOpen_, *mSave_, *mSaveAs_, *mCopy_, *mPreferences_, *mExit_;
+    QAction* mImportQuotes_;
     QAction *mUndo_, *mRedo_;
     QAction *mMOS_, *mICWC_, *mWITB_;
     QAction *mHelpContents_, *mReadMe_, *mAbout_;
@@ -151,6 +162,9 @@ private:
     QLabel* rowStatus_;
     QLabel* issues_;
     QPointer<frmHelp> help_;
+    QPointer<frmResults> results_;
+    bool runGoing_ = false; // a run is under way: Run waits for it
+    std::atomic<std::size_t> runDone_{0}, runTotal_{0};
 
     // The library commands (New, Open, Save, Save As, Copy); none without prompts to ask with.
     std::unique_ptr<MainWindowFiles> files_;
