@@ -158,12 +158,14 @@ void ImportQuotesState::Report(const ImportOutcome& outcome) {
         text += "No row needed a repair.";
     } else {
         text += "Repaired " + Count(repairs.rows, "row", "rows") +
-                " as AmiBroker's importer does (Open from Close: " +
+                " as AmiBroker's importer does.\nOpen from Close: " +
                 std::to_string(repairs.openFromClose) +
                 ", High raised: " + std::to_string(repairs.highRaised) +
-                ", Low from min(Open, Close): " + std::to_string(repairs.lowFromOpenClose) + "):";
+                ", Low from min(Open, Close): " + std::to_string(repairs.lowFromOpenClose) + ".";
+        // A symbol comes from one file only, so the file's name says which it was.
         for (const RepairNote& note : report.notes) {
-            text += "\n" + note.file + ":" + std::to_string(note.line) + ": repaired: " + note.what;
+            text += "\n" + Utf8Path(PathFromUtf8(note.file).filename()) + ":" +
+                    std::to_string(note.line) + ": repaired: " + note.what;
         }
         if (repairs.rows > report.notes.size()) {
             text += "\n... and " + std::to_string(repairs.rows - report.notes.size()) +

@@ -95,7 +95,8 @@ frmImportQuotes::frmImportQuotes(ImportQuotesState& state, Choosers choosers, QW
     lblProgress = Named(new QLabel, "lblProgress");
     txtReport = Named(new QPlainTextEdit, "txtReport");
     txtReport->setReadOnly(true);
-    txtReport->setLineWrapMode(QPlainTextEdit::NoWrap);
+    txtReport->setLineWrapMode(QPlainTextEdit::WidgetWidth);
+    txtReport->setWordWrapMode(QTextOption::WordWrap);
     txtReport->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
     txtReport->setPlaceholderText(tr("What the import did shows here."));
 
@@ -103,7 +104,7 @@ frmImportQuotes::frmImportQuotes(ImportQuotesState& state, Choosers choosers, QW
     btnImport->setDefault(true);
     btnClose = Named(new QPushButton, "btnClose");
     auto* buttons = new QHBoxLayout;
-    buttons->addWidget(prgImport, 1);
+    buttons->addWidget(lblProgress, 1);
     buttons->addWidget(btnImport);
     buttons->addWidget(btnClose);
 
@@ -111,7 +112,7 @@ frmImportQuotes::frmImportQuotes(ImportQuotesState& state, Choosers choosers, QW
     layout->addWidget(prices, 2);
     layout->addWidget(symbols);
     layout->addWidget(txtReport, 3);
-    layout->addWidget(lblProgress);
+    layout->addWidget(prgImport);
     layout->addLayout(buttons);
     resize(720, 520);
 
@@ -140,7 +141,15 @@ frmImportQuotes::frmImportQuotes(ImportQuotesState& state, Choosers choosers, QW
     connect(btnNoSymbols, &QPushButton::clicked, this,
             [this] { Handle([this] { state_.SetSymbolsFile({}); }); });
     connect(btnImport, &QPushButton::clicked, this, &frmImportQuotes::Import);
-    connect(btnClose, &QPushButton::clicked, this, &frmImportQuotes::reject);
+    // While the import runs the button cancels it and the dialog stays to report; otherwise
+    // it closes the dialog.
+    connect(btnClose, &QPushButton::clicked, this, [this] {
+        if (state_.Running()) {
+            Handle([this] { state_.btnClose_Click(); });
+        } else {
+            reject();
+        }
+    });
     Mirror();
 }
 

@@ -35,7 +35,8 @@ public:
     frmImportQuotes(ImportQuotesState& state, Choosers choosers = {}, QWidget* parent = nullptr);
 
     void Mirror();
-    // Closing while the import runs cancels it instead; the dialog closes once it has ended.
+    // Closing the window while the import runs cancels it; the dialog closes once it has
+    // ended.
     void reject() override;
 
 private:
