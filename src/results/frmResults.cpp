@@ -42,6 +42,13 @@ template <typename Widget> Widget* Named(Widget* widget, const char* name) {
 // More days than this and the chart labels months instead of days, which would overlap.
 constexpr std::size_t kDayLabels = 31;
 
+// The view owns the new chart but gives the old one back to its caller.
+void ReplaceChart(QChartView* view, QChart* chart) {
+    QChart* old = view->chart();
+    view->setChart(chart);
+    delete old;
+}
+
 } // namespace
 
 frmResults::frmResults(QWidget* parent) : QWidget(parent, Qt::Window) {
@@ -194,7 +201,7 @@ void frmResults::BuildHitsPerDay() {
     chart->setBackgroundRoundness(0);
     if (table_ == nullptr || table_->HitsPerDay().empty()) {
         chart->setTitle(table_ == nullptr ? tr("Hits per day") : tr("Hits per day: none"));
-        chtHitsPerDay_->setChart(chart);
+        ReplaceChart(chtHitsPerDay_, chart);
         return;
     }
     const std::vector<DayHits>& days = table_->HitsPerDay();
@@ -267,9 +274,7 @@ void frmResults::BuildHitsPerDay() {
         }
         (void)hits;
     });
-    QChart* old = chtHitsPerDay_->chart();
-    chtHitsPerDay_->setChart(chart);
-    delete old;
+    ReplaceChart(chtHitsPerDay_, chart);
 }
 
 void frmResults::ChooseDay(int index) {
