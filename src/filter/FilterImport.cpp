@@ -8,7 +8,7 @@ namespace marlindex {
 
 namespace {
 
-// The names a category's symbols use, by category number.
+// The names a category's symbols use (a name can have more than one symbol).
 std::vector<std::string> NamesInUse(const std::vector<SymbolInfo>& symbols, std::size_t category) {
     std::map<int, std::string> byNumber;
     for (const SymbolInfo& symbol : symbols) {
@@ -31,6 +31,8 @@ std::vector<std::string> NamesInUse(const std::vector<SymbolInfo>& symbols, std:
     for (auto& [number, name] : byNumber) {
         names.push_back(std::move(name));
     }
+    // In alphabetical order, as a trader looks for a sector or an industry among a hundred.
+    std::sort(names.begin(), names.end());
     return names;
 }
 

@@ -32,8 +32,8 @@ struct FilterImport {
 };
 
 // The lists of `symbols` beside the current ones. A category's names are those at least one
-// symbol has, in the order of their numbers (the order the store first met them); a symbol
-// without one adds nothing. A watch list keeps its place: its name comes from the store
+// symbol has, in alphabetical (byte) order; a symbol without one adds nothing. A watch list keeps
+// its place: its name comes from the store
 // (`watchListNames`, "" for none), else the label the list already has, else "Watchlist N".
 // Marks stay with names (a watch list's with its number); new items are unmarked.
 FilterImport ImportFilterLists(const FilterFileContents& current,

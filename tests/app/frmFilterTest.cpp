@@ -2,6 +2,7 @@
 // buttons reach FilterTree, and what the state holds shows on the widgets.
 #include "filter/frmFilter.h"
 
+#include "quotes/QuoteImport.h"
 #include "support/Screenshot.h"
 #include "support/ScriptedPrompts.h"
 #include "support/TempFolder.h"
@@ -13,6 +14,7 @@
 #include <QTreeWidget>
 #include <QTreeWidgetItemIterator>
 #include <QtTest>
+#include <cstdlib>
 #include <memory>
 
 using namespace marlindex;
@@ -107,11 +109,14 @@ private slots:
         }
         QCOMPARE(state_->TreeView1.FindItem("M2")->image, kUnmarked);
 
-        // Import waits for names to import: it keeps its tool tip and does nothing.
+        // A database without quotes has no lists to import: Import says so and changes nothing.
         auto* import = Control<QPushButton>("btnImport");
         QCOMPARE(import->toolTip().toStdString(), std::string(FilterTree::kImportToolTip));
         QTest::mouseClick(import, Qt::LeftButton);
         QVERIFY(form_->isVisible());
+        QCOMPARE(QString::fromStdString(prompts_.shown.back().kind), QStringLiteral("inform"));
+        QVERIFY(prompts_.shown.back().text.find("Import quotes") != std::string::npos);
+        QCOMPARE(Node("M1")->text(0), QStringLiteral("NASDAQ"));
     }
 
     void contextMenuAddsEditsAndDeletes() {
@@ -160,6 +165,47 @@ private slots:
         QVERIFY(!form_->isVisible());
         QVERIFY(FileBytes().find("[Sectors]\r\n1\tEnergy\r\n1\tTechnology\r\n") !=
                 std::string::npos);
+    }
+
+    void importTakesTheListsOfTheSampleDatabase() {
+        const char* source = std::getenv("MARLINDEX_SOURCE_DIR");
+        const auto examples =
+            std::filesystem::path(source != nullptr ? source : ".") / "examples" / "quotes";
+        const ImportOutcome imported =
+            ImportQuotes(folder_->path(), {examples / "symbols.csv", {examples / "prices"}});
+        QVERIFY(imported.status == ImportOutcome::Status::Imported);
+
+        // The question comes first; No leaves the lists.
+        prompts_.answers = {false};
+        QTest::mouseClick(Control<QPushButton>("btnImport"), Qt::LeftButton);
+        const std::string question = prompts_.shown.back().text;
+        QVERIFY2(question.find("Markets: 2 items, 1 gone (AMEX)") != std::string::npos,
+                 question.c_str());
+        QVERIFY2(question.find("Sectors: 11 items") != std::string::npos, question.c_str());
+        QVERIFY2(question.find("Sectors: Technology") != std::string::npos, question.c_str());
+        QCOMPARE(Node("M2")->text(0), QStringLiteral("AMEX"));
+
+        prompts_.answers = {true};
+        QTest::mouseClick(Control<QPushButton>("btnImport"), Qt::LeftButton);
+        // The marks stay with their names, in the places the new lists give them.
+        QCOMPARE(Node("M0")->text(0), QStringLiteral("NASDAQ"));
+        QCOMPARE(Picture(Node("M0")->icon(0)), Picture(frmFilter::MarkImage(kExcluded)));
+        QCOMPARE(Picture(Node("M1")->icon(0)), Picture(frmFilter::MarkImage(kIncluded)));
+        QVERIFY(Node("M2") == nullptr);
+        QCOMPARE(Node("W0")->text(0), QStringLiteral("Watchlist 0"));
+        QVERIFY(Node("W63") != nullptr);
+        QCOMPARE(FileBytes(), kSample);
+
+        form_->resize(460, 560);
+        for (const char* category : {"M", "S"}) {
+            Tree()->expandItem(Node(category));
+        }
+        Tree()->setCurrentItem(Node("S0"));
+        test::SaveScreenshot(*form_, QStringLiteral("filter-import"));
+
+        QTest::mouseClick(Control<QPushButton>("btnOK"), Qt::LeftButton);
+        QVERIFY(FileBytes().rfind("[Markets]\r\n2\tNASDAQ\r\n1\tNYSE\r\n[Groups]\r\n[Sectors]\r\n",
+                                  0) == 0);
     }
 
     void screenshot() {

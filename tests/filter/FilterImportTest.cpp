@@ -37,14 +37,14 @@ TEST(FilterImportTest, CategoriesTakeTheNamesInUseAndMarksStayWithNames) {
     current[0] = {
         {kIncluded, "NYSE"}, {kExcluded, "AMEX"}, {kUnmarked, "OTC"}, {kExcluded, "NYSE"}};
     current[2] = {{kIncluded, "Tech"}};
-    // Numbers give the order, not the order the symbols come in; a symbol without a sector
-    // adds no empty item, and a name a filter cannot quote is left out and said so.
+    // Names come in alphabetical order whatever their numbers; a symbol without a sector adds
+    // no empty item, and a name a filter cannot quote is left out and said so.
     const std::vector<SymbolInfo> symbols{Symbol("NASDAQ", 2, "Energy", 1),
                                           Symbol("NYSE", 0, "", 0), Symbol("NYSE", 0, "Tech", 3),
                                           Symbol("Pink \"Sheets\"", 1, "Tech", 3)};
     const FilterImport import = ImportFilterLists(current, symbols, {});
 
-    EXPECT_EQ(Names(import.contents[0]), (Strings{"NYSE=1", "NASDAQ=0"}));
+    EXPECT_EQ(Names(import.contents[0]), (Strings{"NASDAQ=0", "NYSE=1"}));
     EXPECT_EQ(import.changes[0].gained, Strings{"NASDAQ"});
     EXPECT_EQ(import.changes[0].lost, (Strings{"AMEX", "OTC"}));
     EXPECT_EQ(import.changes[0].lostMarked, Strings{"AMEX"});
@@ -143,10 +143,10 @@ TEST_F(FilterTreeImportTest, TheTreeTakesTheListsOnYesAndOnlyOkWrites) {
     prompts.answers = {true};
     ASSERT_TRUE(tree.btnImport_Click(prompts));
     // Keys are positions, as a load of the written file will give them.
-    EXPECT_EQ(Keys(0), "M0:NYSE=0 M1:NASDAQ=0 ");
+    EXPECT_EQ(Keys(0), "M0:NASDAQ=0 M1:NYSE=0 ");
     EXPECT_EQ(Keys(1), "G0:Large=0 ");
-    EXPECT_EQ(Keys(2), "S0:Tech=2 S1:Energy=0 ");
-    EXPECT_EQ(Keys(3), "I0:Software=0 I1:Oil=0 I2:Chips=0 ");
+    EXPECT_EQ(Keys(2), "S0:Energy=0 S1:Tech=2 ");
+    EXPECT_EQ(Keys(3), "I0:Chips=0 I1:Oil=0 I2:Software=0 ");
     EXPECT_EQ(tree.TreeView1.categories[4].items.size(), kWatchListCount);
     EXPECT_EQ(tree.TreeView1.FindItem("W3")->text, "Energy watch");
     EXPECT_EQ(tree.TreeView1.FindItem("W3")->image, kIncluded);
