@@ -29,6 +29,7 @@
 #include <QTableView>
 #include <QTest>
 #include <QTimer>
+#include <algorithm>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -320,7 +321,16 @@ private slots:
         frmResults* results = Run();
         QVERIFY(Grid(results)->model()->rowCount() > 0);
         results->resize(1280, 800);
-        ClickHeader(results, 2);
+        // The busiest day, its heaviest volume first.
+        const std::vector<DayHits>& days = results->Table()->HitsPerDay();
+        const auto busiest =
+            std::max_element(days.begin(), days.end(), [](const DayHits& a, const DayHits& b) {
+                return a.symbols < b.symbols;
+            });
+        ClickDay(results, static_cast<int>(busiest - days.begin()));
+        QCOMPARE(Grid(results)->model()->rowCount(), static_cast<int>(busiest->symbols));
+        ClickHeader(results, 6);
+        ClickHeader(results, 6);
         QTableView* grid = Grid(results);
         QTest::mouseClick(grid->viewport(), Qt::LeftButton, {},
                           grid->visualRect(grid->model()->index(0, 0)).center());
