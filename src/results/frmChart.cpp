@@ -1,5 +1,6 @@
 #include "results/frmChart.h"
 
+#include "formula/Catalogues.h"
 #include "startup/EventGuard.h"
 
 #include <QCandlestickSeries>
@@ -29,7 +30,6 @@ namespace {
 // Room beside and under each plot, the same for every pane so that their bars line up.
 constexpr int kLeftMargin = 8;
 constexpr int kRightMargin = 78; // the value labels
-constexpr int kLegendHeight = 26;
 constexpr int kDateHeight = 26;
 
 const QColor kUp(0x26, 0xa6, 0x9a);
@@ -51,10 +51,25 @@ QDate DateOf(TradeDate date) {
     return QDate(1970, 1, 1).addDays(date);
 }
 
-void HideFromLegend(QChart* chart, QAbstractSeries* series) {
-    for (QLegendMarker* marker : chart->legend()->markers(series)) {
-        marker->setVisible(false);
+// A step between value labels of 1, 2, 2.5 or 5 times a power of ten, giving about `count`
+// labels over `span`.
+double NiceStep(double span, int count) {
+    const double rough = span / std::max(count, 1);
+    if (!(rough > 0) || !std::isfinite(rough)) {
+        return 1;
     }
+    const double power = std::pow(10.0, std::floor(std::log10(rough)));
+    for (const double nice : {1.0, 2.0, 2.5, 5.0}) {
+        if (rough <= nice * power) {
+            return nice * power;
+        }
+    }
+    return 10 * power;
+}
+
+// The decimals a label needs to show multiples of `step`.
+int Decimals(double step) {
+    return std::clamp(static_cast<int>(std::ceil(-std::log10(step) - 1e-9)), 0, 6);
 }
 
 // A pane's values with some room above and below, never an empty range.
@@ -109,7 +124,7 @@ frmChart::frmChart(std::shared_ptr<const RunContext> run, const std::string& sym
     splitter->setObjectName(QStringLiteral("panes"));
     splitter->setChildrenCollapsible(false);
     for (const Pane& pane : panes_) {
-        splitter->addWidget(pane.view);
+        splitter->addWidget(pane.frame);
         const int stretch = pane.kind == ChartPane::Price    ? 6
                             : pane.kind == ChartPane::Volume ? 2
                                                              : 3;
@@ -131,33 +146,68 @@ frmChart::Pane& frmChart::AddPane(ChartPane kind, int own, const QString& name) 
     Pane pane;
     pane.kind = kind;
     pane.own = own;
+    pane.frame = new QWidget(this);
+    auto* layout = new QVBoxLayout(pane.frame);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+    pane.legend = new QLabel(pane.frame);
+    pane.legend->setObjectName(name + QStringLiteral("Legend"));
+    pane.legend->setTextFormat(Qt::RichText);
+    pane.legend->setContentsMargins(kLeftMargin, 2, 0, 0);
+    layout->addWidget(pane.legend);
+
     pane.chart = new QChart();
     pane.chart->setBackgroundRoundness(0);
     pane.chart->setMargins(QMargins(0, 0, 0, 0));
-    pane.chart->legend()->setAlignment(Qt::AlignTop);
-    QFont small = pane.chart->legend()->font();
+    pane.chart->legend()->hide();
+    QFont small = pane.legend->font();
     small.setPointSizeF(small.pointSizeF() * 0.9);
-    pane.chart->legend()->setFont(small);
     pane.x = new QCategoryAxis();
     pane.x->setLabelsPosition(QCategoryAxis::AxisLabelsPositionOnValue);
     pane.x->setLabelsFont(small);
     pane.x->setGridLineColor(QColor(0xe4, 0xe4, 0xe4));
+    pane.bars = new QValueAxis();
+    pane.bars->setVisible(false);
     pane.y = new QValueAxis();
     pane.y->setLabelsFont(small);
     pane.y->setGridLineColor(QColor(0xee, 0xee, 0xee));
-    pane.y->setTickCount(kind == ChartPane::Price ? 7 : 4);
+    pane.y->setTickType(QValueAxis::TicksDynamic);
+    pane.y->setTickAnchor(0);
     pane.chart->addAxis(pane.x, Qt::AlignBottom);
+    pane.chart->addAxis(pane.bars, Qt::AlignBottom);
     pane.chart->addAxis(pane.y, Qt::AlignRight);
-    pane.view = new QChartView(pane.chart);
+    // The date axis needs a series of its own to be laid out in a pane of candles alone.
+    auto* grid = new QLineSeries();
+    grid->setObjectName(QStringLiteral("grid"));
+    pane.chart->addSeries(grid);
+    grid->attachAxis(pane.x);
+    grid->attachAxis(pane.y);
+
+    pane.view = new QChartView(pane.chart, pane.frame);
     pane.view->setObjectName(name);
     pane.view->setRenderHint(QPainter::Antialiasing);
     pane.view->setFocusPolicy(Qt::NoFocus);
-    pane.view->setMinimumHeight(kind == ChartPane::Price ? 220 : 90);
+    pane.view->setMinimumHeight(kind == ChartPane::Price ? 220 : 80);
     pane.view->installEventFilter(this);
     pane.view->viewport()->installEventFilter(this);
     pane.view->viewport()->setMouseTracking(true);
+    layout->addWidget(pane.view, 1);
     panes_.push_back(pane);
     return panes_.back();
+}
+
+void frmChart::Attach(Pane& pane, QAbstractSeries* series, bool candles) {
+    // Candlesticks keep to a plain value axis; every other series takes the date axis. Both
+    // always show the same bars.
+    pane.chart->addSeries(series);
+    series->attachAxis(candles ? static_cast<QAbstractAxis*>(pane.bars) : pane.x);
+    series->attachAxis(pane.y);
+}
+
+void frmChart::Name(Pane& pane, const QString& name, const QColor& colour, const QString& sign) {
+    pane.names << QStringLiteral("<span style=\"color:%1\">%2</span>&nbsp;%3")
+                      .arg(colour.name(), sign, name.toHtmlEscaped());
+    pane.legend->setText(pane.names.join(QStringLiteral("&nbsp;&nbsp;&nbsp;&nbsp;")));
 }
 
 void frmChart::CreatePanes() {
@@ -176,7 +226,6 @@ void frmChart::CreatePanes() {
 }
 
 void frmChart::AddCandles(Pane& pane) {
-    const BarSeries& bars = data_->bars;
     auto* candles = new QCandlestickSeries();
     candles->setObjectName(QStringLiteral("candles"));
     candles->setName(ToQt(data_->symbol));
@@ -187,16 +236,9 @@ void frmChart::AddCandles(Pane& pane) {
     candles->setBodyWidth(0.7);
     candles->setMinimumColumnWidth(-1);
     candles->setPen(QPen(QColor(0x55, 0x55, 0x55), 1));
-    QList<QCandlestickSet*> sets;
-    sets.reserve(static_cast<qsizetype>(bars.size()));
-    for (std::size_t i = 0; i < bars.size(); ++i) {
-        sets.append(new QCandlestickSet(bars.open[i], bars.high[i], bars.low[i], bars.close[i],
-                                        static_cast<qreal>(i)));
-    }
-    candles->append(sets);
-    pane.chart->addSeries(candles);
-    candles->attachAxis(pane.x);
-    candles->attachAxis(pane.y);
+    candles_ = candles;
+    Attach(pane, candles, true);
+    Name(pane, ToQt(data_->symbol), kUp, QStringLiteral("&#9646;"));
 }
 
 void frmChart::AddVolume(Pane& pane) {
@@ -213,8 +255,7 @@ void frmChart::AddVolume(Pane& pane) {
         volumeScale_ = 1e3;
         unit = QStringLiteral(" (thousands)");
     }
-    std::array<QCandlestickSeries*, 2> series{};
-    std::array<QList<QCandlestickSet*>, 2> sets;
+    std::array<QCandlestickSeries*, 2>& series = volume_;
     for (std::size_t k = 0; k < 2; ++k) {
         series[k] = new QCandlestickSeries();
         series[k]->setObjectName(QStringLiteral("volume"));
@@ -226,19 +267,10 @@ void frmChart::AddVolume(Pane& pane) {
         series[k]->setPen(Qt::NoPen);
     }
     series[0]->setName(QStringLiteral("Volume") + unit);
-    for (std::size_t i = 0; i < bars.size(); ++i) {
-        const double v = bars.volume[i] / volumeScale_;
-        const bool down = i > 0 && bars.close[i] < bars.close[i - 1];
-        sets[down ? 1 : 0].append(new QCandlestickSet(0, v, 0, v, static_cast<qreal>(i)));
-    }
     for (std::size_t k = 0; k < 2; ++k) {
-        series[k]->append(sets[k]);
-        pane.chart->addSeries(series[k]);
-        series[k]->attachAxis(pane.x);
-        series[k]->attachAxis(pane.y);
+        Attach(pane, series[k], true);
     }
-    HideFromLegend(pane.chart, series[1]);
-    pane.y->setLabelFormat(QStringLiteral("%.0f"));
+    Name(pane, series[0]->name(), kUp, QStringLiteral("&#9646;"));
 }
 
 void frmChart::AddLines() {
@@ -252,39 +284,15 @@ void frmChart::AddLines() {
             continue;
         }
         const double scale = pane->kind == ChartPane::Volume ? volumeScale_ : 1;
-        QPen pen(kLineColours[static_cast<std::size_t>(colour++) % kLineColours.size()], 1.6);
-        // A bar without a value breaks the line: each stretch of values is a series of its
-        // own, and only the first names the indicator in the legend.
-        QLineSeries* series = nullptr;
-        QList<QPointF> points;
-        const auto flush = [&] {
-            if (series == nullptr) {
-                return;
-            }
-            series->replace(points);
-            pane->chart->addSeries(series);
-            series->attachAxis(pane->x);
-            series->attachAxis(pane->y);
-            if (!series->name().isEmpty()) {
-                return;
-            }
-            HideFromLegend(pane->chart, series);
-        };
-        for (std::size_t k = 0; k < line.points.size(); ++k) {
-            const ChartPoint& point = line.points[k];
-            if (series == nullptr || point.bar != line.points[k - 1].bar + 1) {
-                flush();
-                series = new QLineSeries();
-                series->setObjectName(QStringLiteral("indicator"));
-                series->setPen(pen);
-                if (k == 0) {
-                    series->setName(ToQt(line.indicator.name));
-                }
-                points.clear();
-            }
-            points.append(QPointF(static_cast<qreal>(point.bar), point.value / scale));
+        const QPen pen(kLineColours[static_cast<std::size_t>(colour) % kLineColours.size()], 1.6);
+        // A price field the candles show (a row on the close) would only hide them; its levels
+        // still show.
+        const bool candlesShowIt =
+            line.indicator.indicator == kIndicatorPrice && line.indicator.afl != "Avg";
+        if (!candlesShowIt) {
+            ++colour;
+            AddLine(*pane, line, pen, scale);
         }
-        flush();
         for (const RowLevel& level : data_->levels) {
             if (level.afl != line.indicator.afl || data_->bars.size() == 0) {
                 continue;
@@ -295,12 +303,40 @@ void frmChart::AddLines() {
             const double value = level.value / scale;
             across->append(0, value);
             across->append(static_cast<qreal>(data_->bars.size() - 1), value);
-            pane->chart->addSeries(across);
-            across->attachAxis(pane->x);
-            across->attachAxis(pane->y);
-            HideFromLegend(pane->chart, across);
+            Attach(*pane, across);
+            Name(*pane, QString::number(value), across->pen().color(), QStringLiteral("- - -"));
         }
     }
+}
+
+void frmChart::AddLine(Pane& pane, const ChartLine& line, const QPen& pen, double scale) {
+    // A bar without a value breaks the line: each stretch of values is a series of its
+    // own, and only the first names the indicator in the legend.
+    QLineSeries* series = nullptr;
+    QList<QPointF> points;
+    const auto flush = [&] {
+        if (series == nullptr) {
+            return;
+        }
+        series->replace(points);
+        Attach(pane, series);
+    };
+    for (std::size_t k = 0; k < line.points.size(); ++k) {
+        const ChartPoint& point = line.points[k];
+        if (series == nullptr || point.bar != line.points[k - 1].bar + 1) {
+            flush();
+            series = new QLineSeries();
+            series->setObjectName(QStringLiteral("indicator"));
+            series->setPen(pen);
+            if (k == 0) {
+                series->setName(ToQt(line.indicator.name));
+            }
+            points.clear();
+        }
+        points.append(QPointF(static_cast<qreal>(point.bar), point.value / scale));
+    }
+    flush();
+    Name(pane, ToQt(line.indicator.name), pen.color(), QStringLiteral("&#9472;&#9472;"));
 }
 
 void frmChart::AddMarks(Pane& pane) {
@@ -325,12 +361,19 @@ void frmChart::AddMarks(Pane& pane) {
     hitLine_->setPen(QPen(kHit, 2, Qt::DashLine));
     for (QAbstractSeries* series :
          std::initializer_list<QAbstractSeries*>{hitLine_, below_, above_}) {
-        pane.chart->addSeries(series);
-        series->attachAxis(pane.x);
-        series->attachAxis(pane.y);
+        Attach(pane, series);
     }
-    if (!scan) {
-        HideFromLegend(pane.chart, above_);
+    Name(pane, below_->name(), kBuy, QStringLiteral("&#9650;"));
+    const bool sells =
+        std::any_of(data_->marks.begin(), data_->marks.end(),
+                    [](const ChartMark& m) { return m.kind == ChartMarkKind::Sell; });
+    if (sells) {
+        Name(pane, above_->name(), kSell, QStringLiteral("&#9670;"));
+    }
+    if (!data_->bars.dates.empty()) {
+        Name(pane,
+             QStringLiteral("The hit, ") + ToQt(FormatIsoDate(data_->bars.dates[data_->hitBar])),
+             kHit, QStringLiteral("&#9474;"));
     }
 }
 
@@ -343,6 +386,7 @@ void frmChart::Mirror() {
     const std::size_t last = count == 0 ? first : first + count - 1;
     for (Pane& pane : panes_) {
         pane.x->setRange(static_cast<double>(first) - 0.5, static_cast<double>(last) + 0.5);
+        pane.bars->setRange(static_cast<double>(first) - 0.5, static_cast<double>(last) + 0.5);
         std::optional<PaneRange> range = VisibleRange(*data_, pane.kind, pane.own, first, last);
         if (!range) {
             range = PaneRange{0, 1};
@@ -356,17 +400,45 @@ void frmChart::Mirror() {
             low -= room;
             high += room;
             MirrorMarks(low, high);
-            const int digits = high < 10 ? 3 : 2;
-            pane.y->setLabelFormat(QStringLiteral("%.") + QString::number(digits) +
-                                   QStringLiteral("f"));
-        } else if (pane.kind == ChartPane::Own) {
-            pane.y->setLabelFormat(high - low < 5 ? QStringLiteral("%.3g")
-                                                  : QStringLiteral("%.1f"));
         }
+        const double step = NiceStep(high - low, pane.kind == ChartPane::Price ? 7 : 3);
+        pane.y->setTickInterval(step);
+        pane.y->setLabelFormat(QStringLiteral("%.") + QString::number(Decimals(step)) +
+                               QStringLiteral("f"));
         pane.y->setRange(low, high);
     }
+    MirrorCandles();
     MirrorDates();
     LayOutPlots();
+}
+
+void frmChart::MirrorCandles() {
+    // The candles of the bars in view and of a view's width on either side, so that a chart
+    // of a long history opens as fast as a short one and a small pan needs no new candles.
+    const std::size_t first = viewport_->first();
+    const std::size_t end = first + viewport_->count();
+    if (first >= loadedFrom_ && end <= loadedTo_ && loadedTo_ > loadedFrom_) {
+        return;
+    }
+    const BarSeries& bars = data_->bars;
+    loadedFrom_ = first - std::min(first, viewport_->count());
+    loadedTo_ = std::min(bars.size(), end + viewport_->count());
+    QList<QCandlestickSet*> candles;
+    std::array<QList<QCandlestickSet*>, 2> volume;
+    for (std::size_t i = loadedFrom_; i < loadedTo_; ++i) {
+        const auto x = static_cast<qreal>(i);
+        candles.append(
+            new QCandlestickSet(bars.open[i], bars.high[i], bars.low[i], bars.close[i], x));
+        const double v = bars.volume[i] / volumeScale_;
+        const bool down = i > 0 && bars.close[i] < bars.close[i - 1];
+        volume[down ? 1 : 0].append(new QCandlestickSet(0, v, 0, v, x));
+    }
+    candles_->clear();
+    candles_->append(candles);
+    for (std::size_t k = 0; k < 2; ++k) {
+        volume_[k]->clear();
+        volume_[k]->append(volume[k]);
+    }
 }
 
 void frmChart::MirrorMarks(double low, double high) {
@@ -430,7 +502,7 @@ void frmChart::LayOutPlots() {
     for (std::size_t k = 0; k < panes_.size(); ++k) {
         const Pane& pane = panes_[k];
         const QSize size = pane.view->viewport()->size();
-        const int top = kLegendHeight;
+        const int top = 6;
         const int bottom = k + 1 == panes_.size() ? kDateHeight : 6;
         const QRectF area(kLeftMargin, top, std::max(size.width() - kLeftMargin - kRightMargin, 10),
                           std::max(size.height() - top - bottom, 10));

@@ -10,6 +10,7 @@
 #include "results/RunContext.h"
 
 #include <QWidget>
+#include <array>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -18,9 +19,12 @@
 
 class QChart;
 class QChartView;
+class QAbstractSeries;
+class QCandlestickSeries;
 class QCategoryAxis;
 class QLabel;
 class QLineSeries;
+class QPen;
 class QScatterSeries;
 class QValueAxis;
 
@@ -50,10 +54,14 @@ private:
     struct Pane {
         ChartPane kind = ChartPane::Price;
         int own = -1;
+        QWidget* frame = nullptr; // the pane's legend above its chart
+        QLabel* legend = nullptr;
         QChartView* view = nullptr;
         QChart* chart = nullptr;
-        QCategoryAxis* x = nullptr;
+        QCategoryAxis* x = nullptr; // the dates and their grid lines
+        QValueAxis* bars = nullptr; // the same bars, unseen, for the candles
         QValueAxis* y = nullptr;
+        QStringList names; // the legend's entries, coloured
     };
 
     void CreatePanes();
@@ -61,8 +69,12 @@ private:
     void AddCandles(Pane& pane);
     void AddVolume(Pane& pane);
     void AddLines();
+    void AddLine(Pane& pane, const ChartLine& line, const QPen& pen, double scale);
+    void Attach(Pane& pane, QAbstractSeries* series, bool candles = false);
+    static void Name(Pane& pane, const QString& name, const QColor& colour, const QString& sign);
     void AddMarks(Pane& pane);
     void LayOutPlots();
+    void MirrorCandles();
     void MirrorDates();
     void MirrorMarks(double low, double high);
     void ShowBarUnder(const Pane& pane, double x);
@@ -76,6 +88,10 @@ private:
     std::optional<ChartViewport> viewport_;
     std::vector<Pane> panes_;
     double volumeScale_ = 1;
+    QCandlestickSeries* candles_ = nullptr;
+    std::array<QCandlestickSeries*, 2> volume_{}; // up days, down days
+    std::size_t loadedFrom_ = 0; // the bars that have candles: [loadedFrom_, loadedTo_)
+    std::size_t loadedTo_ = 0;
     QScatterSeries* below_ = nullptr; // Filter or Buy marks, under the bar's low
     QScatterSeries* above_ = nullptr; // Sell marks, over the bar's high
     QLineSeries* hitLine_ = nullptr;
