@@ -13,7 +13,7 @@
 #include <QMessageBox>
 #include <QPushButton>
 #include <QStringListModel>
-#include <QTreeWidget>
+#include <QTableWidget>
 #include <QVBoxLayout>
 #include <optional>
 
@@ -52,19 +52,26 @@ QString ValueText(WhyValue value, const std::string& message) {
     return text;
 }
 
-QTreeWidgetItem* AddItem(QTreeWidget& list, const QString& joiner, const QString& condition,
-                         WhyValue value, const std::string& message) {
-    auto* item = new QTreeWidgetItem(&list);
-    item->setText(kJoiner, joiner);
-    item->setText(kCondition, condition);
-    item->setToolTip(kCondition, condition);
-    item->setText(kValue, ValueText(value, message));
-    item->setToolTip(kValue, item->text(kValue));
-    item->setForeground(kValue, QBrush(ValueColour(value)));
-    QFont bold = item->font(kValue);
+// Adds a line and gives its condition cell.
+QTableWidgetItem* AddLine(QTableWidget& list, const QString& joiner, const QString& condition,
+                          WhyValue value, const std::string& message) {
+    const int row = list.rowCount();
+    list.insertRow(row);
+    const auto cell = [&](int column, const QString& text) {
+        auto* item = new QTableWidgetItem(text);
+        item->setFlags(Qt::ItemIsEnabled | Qt::ItemIsSelectable);
+        item->setToolTip(text);
+        list.setItem(row, column, item);
+        return item;
+    };
+    cell(kJoiner, joiner);
+    QTableWidgetItem* conditionCell = cell(kCondition, condition);
+    QTableWidgetItem* valueCell = cell(kValue, ValueText(value, message));
+    valueCell->setForeground(QBrush(ValueColour(value)));
+    QFont bold = valueCell->font();
     bold.setBold(value == WhyValue::True || value == WhyValue::False);
-    item->setFont(kValue, bold);
-    return item;
+    valueCell->setFont(bold);
+    return conditionCell;
 }
 
 } // namespace
@@ -80,17 +87,25 @@ frmWhyPanel::frmWhyPanel(QWidget* parent) : QWidget(parent) {
     headingFont.setPointSizeF(headingFont.pointSizeF() * 1.15);
     lblHeading_->setFont(headingFont);
 
-    lstWhy_ = new QTreeWidget(this);
+    lstWhy_ = new QTableWidget(0, 3, this);
     lstWhy_->setObjectName(QStringLiteral("lstWhy"));
-    lstWhy_->setColumnCount(3);
-    lstWhy_->setHeaderLabels({tr("Joiner"), tr("Condition"), tr("Value")});
-    lstWhy_->setRootIsDecorated(false);
+    lstWhy_->setHorizontalHeaderLabels({tr("Joiner"), tr("Condition"), tr("Value")});
+    lstWhy_->verticalHeader()->hide();
+    lstWhy_->setShowGrid(false);
     lstWhy_->setAlternatingRowColors(true);
+    lstWhy_->setSelectionBehavior(QAbstractItemView::SelectRows);
     lstWhy_->setSelectionMode(QAbstractItemView::SingleSelection);
-    lstWhy_->header()->setStretchLastSection(false);
-    lstWhy_->header()->setSectionResizeMode(kJoiner, QHeaderView::ResizeToContents);
-    lstWhy_->header()->setSectionResizeMode(kCondition, QHeaderView::Stretch);
-    lstWhy_->header()->setSectionResizeMode(kValue, QHeaderView::ResizeToContents);
+    lstWhy_->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    lstWhy_->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    lstWhy_->horizontalHeader()->setSectionResizeMode(kJoiner, QHeaderView::ResizeToContents);
+    lstWhy_->horizontalHeader()->setSectionResizeMode(kCondition, QHeaderView::Stretch);
+    lstWhy_->horizontalHeader()->setSectionResizeMode(kValue, QHeaderView::ResizeToContents);
+    // A condition's words are what the trader reads: wrapped in a narrow panel, never cut, so
+    // the rows grow again whenever the condition column changes width.
+    lstWhy_->setWordWrap(true);
+    lstWhy_->setTextElideMode(Qt::ElideNone);
+    rowHeights_ = connect(lstWhy_->horizontalHeader(), &QHeaderView::sectionResized, lstWhy_,
+                          [this] { lstWhy_->resizeRowsToContents(); });
 
     auto* symbolLabel = new QLabel(tr("&Symbol:"), this);
     txtSymbol_ = new QLineEdit(this);
@@ -120,7 +135,8 @@ frmWhyPanel::frmWhyPanel(QWidget* parent) : QWidget(parent) {
             Handle([&] { state_.txtSymbol_Change(text.toUtf8().toStdString()); });
         }
     });
-    // Enter in the box explains as the button does, unless it picks from the completion.
+    // Enter in the box explains as the button does; picking a symbol from the completion with
+    // Enter reaches the box too, so one key both picks and explains.
     connect(txtSymbol_, &QLineEdit::returnPressed, this,
             [this] { Handle([&] { state_.btnExplain_Click(); }); });
     connect(btnExplain_, &QPushButton::clicked, this,
@@ -129,7 +145,11 @@ frmWhyPanel::frmWhyPanel(QWidget* parent) : QWidget(parent) {
     Mirror();
 }
 
-frmWhyPanel::~frmWhyPanel() = default;
+// The table's rows go while its base classes tear it down, and the header answers with
+// resizes that must not reach a half-destroyed table.
+frmWhyPanel::~frmWhyPanel() {
+    disconnect(rowHeights_);
+}
 
 void frmWhyPanel::SetRun(std::shared_ptr<const RunContext> run) {
     Handle([&] { state_.SetRun(std::move(run)); });
@@ -160,12 +180,11 @@ void frmWhyPanel::Mirror() {
     }
     btnExplain_->setEnabled(state_.btnExplainEnabled());
 
-    lstWhy_->clear();
+    lstWhy_->setRowCount(0);
     const std::optional<WhyReport>& report = state_.Report();
-    lstWhy_->headerItem()->setText(
-        kValue, report && report->date
-                    ? tr("Value on %1").arg(FromUtf8(FormatIsoDate(*report->date)))
-                    : tr("Value"));
+    lstWhy_->horizontalHeaderItem(kValue)->setText(
+        report && report->date ? tr("Value on %1").arg(FromUtf8(FormatIsoDate(*report->date)))
+                               : tr("Value"));
     if (!report) {
         return;
     }
@@ -173,14 +192,14 @@ void frmWhyPanel::Mirror() {
         const QString condition = FromUtf8(BracketText(line.leftBrackets, 'L')) +
                                   FromUtf8(line.description) +
                                   FromUtf8(BracketText(line.rightBrackets, 'R'));
-        AddItem(*lstWhy_, FromUtf8(line.joiner), condition, line.value, line.message);
+        AddLine(*lstWhy_, FromUtf8(line.joiner), condition, line.value, line.message);
     }
     // The verdicts stand apart from the rows: they are what the rows add up to.
     const auto addVerdict = [&](const WhyVerdict& verdict, const QString& condition) {
-        QTreeWidgetItem* item = AddItem(*lstWhy_, {}, condition, verdict.value, verdict.message);
-        QFont font = item->font(kCondition);
+        QTableWidgetItem* item = AddLine(*lstWhy_, {}, condition, verdict.value, verdict.message);
+        QFont font = item->font();
         font.setBold(true);
-        item->setFont(kCondition, font);
+        item->setFont(font);
     };
     if (report->filter) {
         addVerdict(*report->filter,
@@ -189,6 +208,7 @@ void frmWhyPanel::Mirror() {
     for (const WhyVerdict& verdict : report->formula) {
         addVerdict(verdict, tr("The whole formula: %1").arg(FromUtf8(verdict.name)));
     }
+    lstWhy_->resizeRowsToContents();
 }
 
 } // namespace marlindex

@@ -17,7 +17,7 @@ class QLabel;
 class QLineEdit;
 class QPushButton;
 class QStringListModel;
-class QTreeWidget;
+class QTableWidget;
 
 namespace marlindex {
 
@@ -43,10 +43,11 @@ private:
 
     WhyPanelState state_;
     QLabel* lblHeading_ = nullptr;
-    QTreeWidget* lstWhy_ = nullptr;
+    QTableWidget* lstWhy_ = nullptr;
     QLineEdit* txtSymbol_ = nullptr;
     QPushButton* btnExplain_ = nullptr;
     QStringListModel* symbols_ = nullptr; // the completion's list
+    QMetaObject::Connection rowHeights_;
 };
 
 } // namespace marlindex
