@@ -34,6 +34,7 @@ public:
     // `state` must outlive the dialog.
     frmImportQuotes(ImportQuotesState& state, Choosers choosers = {}, QWidget* parent = nullptr);
 
+    ImportQuotesState& State() { return state_; }
     void Mirror();
     // Closing the window while the import runs cancels it; the dialog closes once it has
     // ended.
