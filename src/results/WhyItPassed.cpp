@@ -181,33 +181,33 @@ WhyReport Explain(const RunContext& run, std::string_view symbol, std::optional<
         if (!date && !rows.empty()) {
             date = rows.back().date;
         }
+        // A cancelled run took the symbols in byte order, so those after the ones it ran were
+        // never evaluated: they are missing for that reason alone.
+        if (!date && run.results.cancelled && !run.request.symbol &&
+            static_cast<std::size_t>(info - symbols.begin()) >= run.results.symbolsRun) {
+            report.subject = WhySubject::NotReached;
+            return report;
+        }
+        const std::vector<TradeDate> tradingDates = run.request.range.mode == RangeMode::LastDays
+                                                        ? store->TradingDates()
+                                                        : std::vector<TradeDate>();
+        const std::size_t firstReported =
+            FirstReportedBar(run.request.range, bars->dates, tradingDates);
+        std::size_t bar = bars->size() - 1;
+        report.subject = WhySubject::Missing;
         if (date) {
             const auto at = std::lower_bound(bars->dates.begin(), bars->dates.end(), *date);
             if (at == bars->dates.end() || *at != *date) {
                 report.subject = WhySubject::NoBarOnDate;
                 return report;
             }
+            bar = static_cast<std::size_t>(at - bars->dates.begin());
             const bool passed = std::any_of(
                 rows.begin(), rows.end(), [&](const ResultRow& row) { return row.date == *date; });
             report.subject = passed ? WhySubject::Passed : WhySubject::DidNotPass;
-            Judge(run, *store, *info, *bars, static_cast<std::size_t>(at - bars->dates.begin()),
-                  report);
-            return report;
         }
-        // A cancelled run took the symbols in byte order, so those after the ones it ran were
-        // never evaluated: they are missing for that reason alone.
-        if (run.results.cancelled && !run.request.symbol &&
-            static_cast<std::size_t>(info - symbols.begin()) >= run.results.symbolsRun) {
-            report.subject = WhySubject::NotReached;
-            return report;
-        }
-        report.subject = WhySubject::Missing;
-        const std::vector<TradeDate> tradingDates = run.request.range.mode == RangeMode::LastDays
-                                                        ? store->TradingDates()
-                                                        : std::vector<TradeDate>();
-        report.inRange =
-            FirstReportedBar(run.request.range, bars->dates, tradingDates) < bars->size();
-        Judge(run, *store, *info, *bars, bars->size() - 1, report);
+        report.inRange = bar >= firstReported;
+        Judge(run, *store, *info, *bars, bar, report);
     } catch (const std::exception& error) {
         report =
             WhyReport{report.symbol, WhySubject::NoQuotes, date, true, {}, {}, {}, error.what()};
@@ -223,7 +223,8 @@ std::string WhyReport::Heading() const {
     case WhySubject::Passed:
         return "Why " + symbol + " passed on " + day;
     case WhySubject::DidNotPass:
-        return "Why " + symbol + " did not pass on " + day;
+        return "Why " + symbol + " did not pass on " + day +
+               (inRange ? "" : " (before the run's range)");
     case WhySubject::Missing:
         return "Why " + symbol + " is missing (last bar " + day +
                (inRange ? ")" : ", before the run's range)");

@@ -57,8 +57,8 @@ struct WhyReport {
     std::string symbol;
     WhySubject subject = WhySubject::NoQuotes;
     std::optional<TradeDate> date; // the bar explained (or asked for)
-    // Missing: false when even the symbol's last bar lies before the run's range, so the
-    // symbol had no bar that could report.
+    // False when the bar lies before the run's range, where nothing reports whatever the
+    // formula says (for Missing: the symbol had no bar that could report).
     bool inRange = true;
     std::vector<WhyLine> rows; // one per condition row, in the grid's order
     std::optional<WhyVerdict> filter;

@@ -195,6 +195,8 @@ TEST_F(WhyItPassedTest, SaysWhyASymbolHasNoRows) {
     EXPECT_FALSE(report.inRange);
     EXPECT_EQ(report.Heading(), "Why CCC is missing (last bar 2024-01-04, before the run's range)");
     EXPECT_EQ(ExplainSymbol(run, "AAA").subject, WhySubject::Passed);
+    EXPECT_EQ(ExplainBar(run, "AAA", Day("2024-01-04")).Heading(),
+              "Why AAA did not pass on 2024-01-04 (before the run's range)");
 
     run = TwoRows({AnalysisMode::Explore, {}, std::string("AAA"), 1});
     EXPECT_EQ(ExplainSymbol(run, "BBB").Heading(), "BBB was not in the run: it ran on AAA alone");
