@@ -34,6 +34,7 @@ namespace marlindex {
 class FilterTree;
 class frmHelp;
 class frmResults;
+struct RunContext;
 class LocalBroker;
 class MainWindowFiles;
 
@@ -164,6 +165,8 @@ private:
     QPointer<frmHelp> help_;
     QPointer<frmResults> results_;
     bool runGoing_ = false; // a run is under way: Run waits for it
+    // What the run under way was started with: the rows may be edited while it goes.
+    std::shared_ptr<RunContext> runStarted_;
     std::atomic<std::size_t> runDone_{0}, runTotal_{0};
 
     // The library commands (New, Open, Save, Save As, Copy); none without prompts to ask with.

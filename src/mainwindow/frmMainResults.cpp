@@ -64,6 +64,12 @@ bool frmMain::BeginLocalRun() {
             window->ShowProgress(runDone_, runTotal_);
         }
     });
+    runStarted_ = std::make_shared<RunContext>();
+    runStarted_->databaseFolder = host->DatabasePath();
+    runStarted_->formulaText = state_->txtForumlae.text;
+    runStarted_->records = state_->Records();
+    runStarted_->filterExpression = state_->FilterExpression();
+    runStarted_->filterApplies = state_->OptUseFilter.value;
     runGoing_ = true;
     btnRun_->setEnabled(false);
     return true;
@@ -79,19 +85,14 @@ void frmMain::EndLocalRun() {
     LocalAnalysis& analysis = host->Local();
     analysis.SetWhileRunning({});
     analysis.SetRunControl({});
-    if (results_ == nullptr) {
+    if (results_ == nullptr || runStarted_ == nullptr) {
         return;
     }
     if (!lastRun_.error.empty() || !lastRun_.started || !analysis.LastResults()) {
         results_->ShowFailure(lastRun_.error.empty() ? "the formula was not run" : lastRun_.error);
         return;
     }
-    auto run = std::make_shared<RunContext>();
-    run->databaseFolder = host->DatabasePath();
-    run->formulaText = state_->txtForumlae.text;
-    run->records = state_->Records();
-    run->filterExpression = state_->FilterExpression();
-    run->filterApplies = state_->OptUseFilter.value;
+    std::shared_ptr<RunContext> run = std::move(runStarted_);
     run->request = analysis.Request();
     run->results = *analysis.LastResults();
     run->ranAt =

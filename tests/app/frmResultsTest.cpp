@@ -223,6 +223,12 @@ private slots:
         const QPoint row4 = grid->visualRect(grid->model()->index(3, 0)).center();
         QTest::mouseClick(grid->viewport(), Qt::LeftButton, {}, row4);
         QCOMPARE(QString::fromStdString(state_->currentSymbol.Symbol()), QStringLiteral("BBB"));
+        // The selection stays with its row when the table is sorted again.
+        ClickHeader(results, 6);
+        QCOMPARE(grid->currentIndex().row(), 4); // Volume 2000, ascending
+        QCOMPARE(grid->currentIndex().siblingAtColumn(1).data().toString(),
+                 QStringLiteral("2024-01-04"));
+        ClickHeader(results, 2);
         QTest::mouseDClick(grid->viewport(), Qt::LeftButton, {}, row4);
         const QList<frmChart*> charts = results->findChildren<frmChart*>();
         QCOMPARE(charts.size(), qsizetype(1));
