@@ -51,25 +51,31 @@ QDate DateOf(TradeDate date) {
     return QDate(1970, 1, 1).addDays(date);
 }
 
-// A step between value labels of 1, 2, 2.5 or 5 times a power of ten, giving about `count`
-// labels over `span`.
+// A step between value labels of 1, 2, 2.5 or 5 times a power of ten, the one nearest to
+// giving `count` labels over `span`.
 double NiceStep(double span, int count) {
     const double rough = span / std::max(count, 1);
     if (!(rough > 0) || !std::isfinite(rough)) {
         return 1;
     }
     const double power = std::pow(10.0, std::floor(std::log10(rough)));
-    for (const double nice : {1.0, 2.0, 2.5, 5.0}) {
-        if (rough <= nice * power) {
-            return nice * power;
+    double best = power;
+    for (const double nice : {1.0, 2.0, 2.5, 5.0, 10.0}) {
+        if (std::abs(std::log(nice * power / rough)) < std::abs(std::log(best / rough))) {
+            best = nice * power;
         }
     }
-    return 10 * power;
+    return best;
 }
 
-// The decimals a label needs to show multiples of `step`.
+// The decimals a label needs to show multiples of `step` exactly: 2.5 needs one.
 int Decimals(double step) {
-    return std::clamp(static_cast<int>(std::ceil(-std::log10(step) - 1e-9)), 0, 6);
+    int decimals = 0;
+    for (double scaled = step;
+         decimals < 6 && std::abs(scaled - std::round(scaled)) > 1e-9 * scaled; scaled *= 10) {
+        ++decimals;
+    }
+    return decimals;
 }
 
 // A pane's values with some room above and below, never an empty range.
@@ -123,13 +129,17 @@ frmChart::frmChart(std::shared_ptr<const RunContext> run, const std::string& sym
     auto* splitter = new QSplitter(Qt::Vertical, this);
     splitter->setObjectName(QStringLiteral("panes"));
     splitter->setChildrenCollapsible(false);
+    QList<int> sizes;
     for (const Pane& pane : panes_) {
         splitter->addWidget(pane.frame);
-        const int stretch = pane.kind == ChartPane::Price    ? 6
+        const int stretch = pane.kind == ChartPane::Price    ? 7
                             : pane.kind == ChartPane::Volume ? 2
                                                              : 3;
         splitter->setStretchFactor(splitter->count() - 1, stretch);
+        sizes << 100 * stretch;
     }
+    // The splitter shares out the height in these proportions.
+    splitter->setSizes(sizes);
     layout->addWidget(splitter, 1);
 
     lblBar = new QLabel(this);
@@ -237,6 +247,14 @@ void frmChart::AddCandles(Pane& pane) {
     candles->setMinimumColumnWidth(-1);
     candles->setPen(QPen(QColor(0x55, 0x55, 0x55), 1));
     candles_ = candles;
+    // The hit's line goes first, so the candles stand in front of it.
+    hitLine_ = new QLineSeries();
+    hitLine_->setObjectName(QStringLiteral("hitLine"));
+    hitLine_->setName(QStringLiteral("The hit"));
+    QColor behind = kHit;
+    behind.setAlpha(170);
+    hitLine_->setPen(QPen(behind, 2, Qt::DashLine));
+    Attach(pane, hitLine_);
     Attach(pane, candles, true);
     Name(pane, ToQt(data_->symbol), kUp, QStringLiteral("&#9646;"));
 }
@@ -355,12 +373,7 @@ void frmChart::AddMarks(Pane& pane) {
     above_->setMarkerSize(11);
     above_->setColor(kSell);
     above_->setBorderColor(kSell.darker(130));
-    hitLine_ = new QLineSeries();
-    hitLine_->setObjectName(QStringLiteral("hitLine"));
-    hitLine_->setName(QStringLiteral("The hit"));
-    hitLine_->setPen(QPen(kHit, 2, Qt::DashLine));
-    for (QAbstractSeries* series :
-         std::initializer_list<QAbstractSeries*>{hitLine_, below_, above_}) {
+    for (QAbstractSeries* series : std::initializer_list<QAbstractSeries*>{below_, above_}) {
         Attach(pane, series);
     }
     Name(pane, below_->name(), kBuy, QStringLiteral("&#9650;"));
@@ -401,7 +414,7 @@ void frmChart::Mirror() {
             high += room;
             MirrorMarks(low, high);
         }
-        const double step = NiceStep(high - low, pane.kind == ChartPane::Price ? 7 : 3);
+        const double step = NiceStep(high - low, pane.kind == ChartPane::Price ? 7 : 4);
         pane.y->setTickInterval(step);
         pane.y->setLabelFormat(QStringLiteral("%.") + QString::number(Decimals(step)) +
                                QStringLiteral("f"));
