@@ -902,6 +902,12 @@ void frmMain::ShowImportQuotes() {
     if (local == nullptr) {
         return;
     }
+    // The run reads the store while its window's events run; an import would wait for it
+    // inside those events, and the run for the import.
+    if (runGoing_) {
+        statusBar()->showMessage(tr("Quotes can be imported once the run has ended."));
+        return;
+    }
     ImportQuotesState state(local->DatabasePath());
     frmImportQuotes dialog(state, {}, this);
     dialog.exec();
