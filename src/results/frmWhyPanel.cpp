@@ -110,7 +110,7 @@ frmWhyPanel::frmWhyPanel(QWidget* parent) : QWidget(parent) {
     auto* symbolLabel = new QLabel(tr("&Symbol:"), this);
     txtSymbol_ = new QLineEdit(this);
     txtSymbol_->setObjectName(QStringLiteral("txtSymbol"));
-    txtSymbol_->setPlaceholderText(tr("a symbol with no rows"));
+    txtSymbol_->setPlaceholderText(tr("any symbol, also one that did not pass"));
     symbolLabel->setBuddy(txtSymbol_);
     symbols_ = new QStringListModel(this);
     auto* completer = new QCompleter(symbols_, this);
