@@ -5,6 +5,7 @@
 #include "results/frmWhyPanel.h"
 #include "startup/EventGuard.h"
 
+#include <QAction>
 #include <QBarSeries>
 #include <QBarSet>
 #include <QCategoryAxis>
@@ -129,6 +130,20 @@ frmResults::frmResults(QWidget* parent) : QWidget(parent, Qt::Window) {
             [this](const QModelIndex& current) { RowSelected(current); });
     connect(grdResults_, &QTableView::doubleClicked, this,
             [this](const QModelIndex& index) { OpenChart(index); });
+    // The keyboard and the context menu reach the same commands as the mouse and the buttons.
+    auto* openChart = new QAction(tr("Open the &chart"), grdResults_);
+    openChart->setObjectName(QStringLiteral("mOpenChart"));
+    openChart->setShortcuts({QKeySequence(Qt::Key_Return), QKeySequence(Qt::Key_Enter)});
+    openChart->setShortcutContext(Qt::WidgetShortcut);
+    connect(openChart, &QAction::triggered, this,
+            [this] { OpenChart(grdResults_->currentIndex()); });
+    auto* copyRows = new QAction(tr("Copy the rows shown"), grdResults_);
+    copyRows->setShortcut(QKeySequence::Copy);
+    copyRows->setShortcutContext(Qt::WidgetShortcut);
+    connect(copyRows, &QAction::triggered, this, [this] { Copy(); });
+    grdResults_->addAction(openChart);
+    grdResults_->addAction(copyRows);
+    grdResults_->setContextMenuPolicy(Qt::ActionsContextMenu);
     connect(model_, &QAbstractItemModel::layoutChanged, this, [this] { Mirror(); });
 
     BuildHitsPerDay();

@@ -230,8 +230,11 @@ private slots:
                  QStringLiteral("2024-01-04"));
         ClickHeader(results, 2);
         QTest::mouseDClick(grid->viewport(), Qt::LeftButton, {}, row4);
+        QCOMPARE(results->findChildren<frmChart*>().size(), qsizetype(1));
+        // Enter on a row opens its chart too.
+        QTest::keyClick(grid, Qt::Key_Return);
         const QList<frmChart*> charts = results->findChildren<frmChart*>();
-        QCOMPARE(charts.size(), qsizetype(1));
+        QCOMPARE(charts.size(), qsizetype(2));
         QVERIFY(charts.front()->isVisible());
         QVERIFY(charts.front()->windowTitle().startsWith(QStringLiteral("BBB")));
     }
@@ -290,9 +293,14 @@ private slots:
         Click(window_.get(), "optAllBars");
         // Cancel is clicked as soon as the window's events run during the run.
         bool clicked = false;
+        bool progressShown = false;
         std::function<void()> cancelWhenRunning = [&] {
             frmResults* results = window_->ResultsWindow();
             if (results != nullptr && results->Running()) {
+                // The progress shows, and Run waits for the run under way.
+                progressShown = Widget<QProgressBar>(results, "prgRun")->isVisible() &&
+                                Widget<QPushButton>(results, "btnCancel")->isVisible() &&
+                                !Widget<QPushButton>(window_.get(), "btnRun")->isEnabled();
                 Widget<QPushButton>(results, "btnCancel")->click();
                 clicked = true;
                 return;
@@ -302,6 +310,7 @@ private slots:
         QTimer::singleShot(0, cancelWhenRunning);
         frmResults* results = Run();
         QVERIFY(clicked);
+        QVERIFY(progressShown);
         QVERIFY(results->Table() != nullptr);
         QVERIFY(results->Table()->Run().results.cancelled);
         QVERIFY(results->Table()->Run().results.symbolsRun < 303);
