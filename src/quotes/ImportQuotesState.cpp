@@ -89,12 +89,22 @@ ImportOutcome::Status ImportQuotesState::btnImport_Click(const std::function<voi
     lblProgress = "Checking the files...";
     txtReport.clear();
     Arrange();
-    const ImportOutcome outcome =
-        ImportQuotes(databaseFolder_, request,
-                     [&](const ImportProgress& progress) { return Progress(progress, between); });
-    running_ = false;
-    lblProgress.clear();
-    Arrange();
+    // However the import ends, even by an exception, the dialog can be used and closed again.
+    struct EndOfRun {
+        ImportQuotesState& state;
+        ~EndOfRun() {
+            state.running_ = false;
+            state.lblProgress.clear();
+            state.Arrange();
+        }
+    };
+    ImportOutcome outcome;
+    {
+        const EndOfRun end{*this};
+        outcome = ImportQuotes(databaseFolder_, request, [&](const ImportProgress& progress) {
+            return Progress(progress, between);
+        });
+    }
     Report(outcome);
     return outcome.status;
 }
