@@ -263,9 +263,13 @@ Result<Parsed> ParseBoth(const RunContext& run) {
         return FormulaProblem(error, "the formula: ");
     }
     RowIndicators rows = IndicatorsOfRows(run.records);
-    // Each indicator reads on its own (IndicatorsOfRows checks), so together they read too.
-    afl::Formula indicators = afl::Formula::Parse(IndicatorFormulaText(rows));
-    return Parsed{std::move(*formula), std::move(indicators), std::move(rows)};
+    try {
+        afl::Formula indicators = afl::Formula::Parse(IndicatorFormulaText(rows));
+        return Parsed{std::move(*formula), std::move(indicators), std::move(rows)};
+    } catch (const afl::Error& error) {
+        // Each indicator reads on its own (IndicatorsOfRows checks), so this is not expected.
+        return FormulaProblem(error, "the indicators of the rows: ");
+    }
 }
 
 Result<ChartData> Compute(const RunContext& run, const Parsed& parsed, const SymbolInfo& info,

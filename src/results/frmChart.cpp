@@ -147,6 +147,8 @@ frmChart::frmChart(std::shared_ptr<const RunContext> run, const std::string& sym
     lblBar->setText(
         QStringLiteral("Wheel or + and - zoom; drag, Left and Right, Home and End move"));
     layout->addWidget(lblBar);
+    // Keys work from the start: no control of the window takes the focus.
+    setFocus();
     Mirror();
 }
 

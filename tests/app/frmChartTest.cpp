@@ -98,6 +98,11 @@ private slots:
         const ImportOutcome imported = ImportQuotes(
             folder_->path(), {SampleQuotes() / "symbols.csv", {SampleQuotes() / "prices"}});
         QCOMPARE(imported.status, ImportOutcome::Status::Imported);
+        // A symbol listed before its first bar came.
+        std::filesystem::create_directories(*folder_ / "more");
+        test::WriteBytes(*folder_ / "more" / "NEW.csv", "Date,Open,High,Low,Close,Volume\n");
+        QCOMPARE(ImportQuotes(folder_->path(), {std::nullopt, {*folder_ / "more"}}).status,
+                 ImportOutcome::Status::Imported);
         const Result<ParsedScan> scan = ParseScan(kBounce);
         QVERIFY(scan.ok());
         MemoryHive hive;
@@ -233,6 +238,15 @@ private slots:
         QVERIFY(problem->text().contains(QStringLiteral("ZZZZ")));
         // Keys do nothing harmful on an empty window.
         QTest::keyClick(form.get(), Qt::Key_Plus);
+
+        // A symbol without bars yet has an empty chart, which zooms and pans without harm.
+        const std::unique_ptr<frmChart> empty = Open("NEW", "2017-05-01");
+        QVERIFY(empty->Data() != nullptr);
+        QCOMPARE(empty->Viewport()->count(), std::size_t{0});
+        for (const Qt::Key key : {Qt::Key_Plus, Qt::Key_Minus, Qt::Key_Left, Qt::Key_End}) {
+            QTest::keyClick(empty.get(), key);
+        }
+        QVERIFY(!empty->findChild<QLabel*>(QStringLiteral("lblProblem"))->isVisible());
     }
 };
 
