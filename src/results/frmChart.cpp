@@ -416,7 +416,9 @@ void frmChart::Mirror() {
             high += room;
             MirrorMarks(low, high);
         }
-        const double step = NiceStep(high - low, pane.kind == ChartPane::Price ? 7 : 4);
+        // A value label every 40 pixels or so, so that a low pane is not crowded.
+        const int labels = std::clamp((pane.view->viewport()->height() - 32) / 40, 2, 8);
+        const double step = NiceStep(high - low, labels);
         pane.y->setTickInterval(step);
         pane.y->setLabelFormat(QStringLiteral("%.") + QString::number(Decimals(step)) +
                                QStringLiteral("f"));
@@ -610,7 +612,8 @@ bool frmChart::eventFilter(QObject* watched, QEvent* event) {
     switch (event->type()) {
     case QEvent::Resize:
         if (watched == pane->view->viewport()) {
-            LayOutPlots();
+            // The number of value labels follows the pane's height.
+            Mirror();
         }
         break;
     case QEvent::KeyPress:
