@@ -231,7 +231,9 @@ private slots:
         ClickHeader(results, 2);
         QTest::mouseDClick(grid->viewport(), Qt::LeftButton, {}, row4);
         QCOMPARE(results->findChildren<frmChart*>().size(), qsizetype(1));
-        // Enter on a row opens its chart too.
+        // Back in the results window, Enter on a row opens its chart too.
+        QApplication::setActiveWindow(results);
+        grid->setFocus(Qt::OtherFocusReason);
         QTest::keyClick(grid, Qt::Key_Return);
         const QList<frmChart*> charts = results->findChildren<frmChart*>();
         QCOMPARE(charts.size(), qsizetype(2));
