@@ -1,5 +1,6 @@
 #include "results/ChartData.h"
 
+#include "formula/Catalogues.h"
 #include "scanfile/ScanFile.h"
 #include "settings/MemoryHive.h"
 #include "support/QuoteFixtures.h"
@@ -122,6 +123,60 @@ TEST_F(ChartDataTest, TakesEachRowsIndicatorsFromItsCodeWithTheirParametersAndSc
     ASSERT_EQ(rows.levels.size(), 1u);
     EXPECT_EQ(rows.levels[0].afl, "RSIa( Close, 14 )");
     EXPECT_EQ(rows.levels[0].value, 30);
+}
+
+// Every indicator of the catalogue, with every option, beside every partner it offers: the
+// row's code holds both, and each is named as the row's words name it.
+TEST_F(ChartDataTest, FindsEveryIndicatorAndPartnerInItsRowsCodeByTheRowsWords) {
+    const int greaterThan = *FindComparisonByText("is greater than");
+    const auto options = [](int indicator) {
+        std::vector<std::string> texts;
+        for (const OptionEntry& option : IndicatorOptions(indicator)) {
+            texts.push_back(option.text);
+        }
+        return texts.empty() ? std::vector<std::string>{""} : texts;
+    };
+    int rows = 0;
+    for (int a = 0; a < kIndicatorCount; ++a) {
+        for (const int b : PairedIndicators(a)) {
+            for (const std::string& optionA : options(a)) {
+                for (const std::string& optionB : options(b)) {
+                    Scan scan;
+                    ScanRow row;
+                    row.state.indicator1 = a;
+                    row.state.option1 = optionA;
+                    row.state.comparison = greaterThan;
+                    row.state.comparisonType = kTargetIndicator;
+                    row.state.indicator2 = b;
+                    row.state.option2 = optionB;
+                    row.state.tp2 = 0;
+                    scan.rows.push_back(row);
+                    const GeneratedScan generated = GenerateScan(scan, settings_);
+                    const std::string& words = generated.rowTexts.at(0);
+                    const RowIndicators found = IndicatorsOfRows(generated.records);
+                    const std::string where = words + "\n" + generated.conditionCode;
+                    ++rows;
+                    // "A of the current bar is greater than B of the current bar".
+                    const std::string middle = " of the current bar is greater than ";
+                    const std::size_t cut = words.find(middle);
+                    ASSERT_NE(cut, std::string::npos) << where;
+                    const std::string nameA = words.substr(0, cut);
+                    const std::string nameB = words.substr(
+                        cut + middle.size(), words.size() - cut - middle.size() -
+                                                 std::string(" of the current bar").size());
+                    // The same indicator on both sides is one line.
+                    ASSERT_EQ(found.indicators.size(), nameA == nameB ? 1u : 2u) << where;
+                    EXPECT_EQ(found.indicators[0].name, nameA) << where;
+                    EXPECT_EQ(found.indicators.back().name, nameB) << where;
+                    for (const RowIndicator& indicator : found.indicators) {
+                        EXPECT_NE(generated.conditionCode.find(indicator.afl), std::string::npos)
+                            << where;
+                    }
+                }
+            }
+        }
+    }
+    EXPECT_GT(rows, 300);
 }
 
 TEST_F(ChartDataTest, ARowWhoseCodeDoesNotHoldItsIndicatorGivesNoLineForIt) {
