@@ -301,6 +301,11 @@ void frmResults::ChooseDay(int index) {
         static_cast<std::size_t>(index) >= table_->HitsPerDay().size()) {
         return;
     }
+    // A second click on the day shown lets it go again.
+    if (chosenBar_ == index) {
+        ShowAllDays();
+        return;
+    }
     RunGuarded(
         [&] { model_->ShowDay(table_->HitsPerDay()[static_cast<std::size_t>(index)].date); });
     chosenBar_ = index;

@@ -260,6 +260,11 @@ private slots:
         Click(results, "btnAllDays");
         QCOMPARE(Grid(results)->model()->rowCount(), 6);
         QVERIFY(!allDays->isEnabled());
+        // Another day, then the same day again, which lets it go.
+        ClickDay(results, 2);
+        QCOMPARE(ColumnOf(results, 1), QStringList({"2024-01-08", "2024-01-08"}));
+        ClickDay(results, 2);
+        QCOMPARE(Widget<QLabel>(results, "lblCount")->text(), QStringLiteral("6 rows"));
     }
 
     void aSecondRunReplacesTheRowsUnlessTheyAreKept() {
