@@ -276,8 +276,9 @@ Result<ChartData> Compute(const RunContext& run, const Parsed& parsed, const Sym
                           BarSeries bars, const MarketBreadth* breadth, TradeDate hit) {
     ChartData chart;
     chart.symbol = info.symbol;
-    chart.title = info.symbol + (info.name.empty() ? "" : " (" + info.name + ")") + ": " +
-                  RunKind(run.request.mode, parsed.run);
+    chart.kind = RunKind(run.request.mode, parsed.run);
+    chart.title =
+        info.symbol + (info.name.empty() ? "" : " (" + info.name + ")") + ": " + chart.kind;
     chart.bars = std::move(bars);
     chart.levels = parsed.rows.levels;
     chart.ownPanes = parsed.rows.ownPanes;

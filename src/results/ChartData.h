@@ -68,7 +68,8 @@ struct ChartLine {
 
 struct ChartData {
     std::string symbol;
-    std::string title; // "AAPL: exploration", "MSFT: buy scan"
+    std::string kind;  // "exploration", "buy scan", "sell scan" or "scan" (Buy and Sell)
+    std::string title; // "AAPL (Apple Inc.): exploration"
     BarSeries bars;
     std::vector<ChartMark> marks; // ascending bars; a bar with Buy and Sell has both
     std::vector<ChartLine> lines;

@@ -378,11 +378,11 @@ void frmChart::AddMarks(Pane& pane) {
     for (QAbstractSeries* series : std::initializer_list<QAbstractSeries*>{below_, above_}) {
         Attach(pane, series);
     }
-    Name(pane, below_->name(), kBuy, QStringLiteral("&#9650;"));
-    const bool sells =
-        std::any_of(data_->marks.begin(), data_->marks.end(),
-                    [](const ChartMark& m) { return m.kind == ChartMarkKind::Sell; });
-    if (sells) {
+    // The legend names the marks the formula can give: a sell scan has no Buy.
+    if (data_->kind != "sell scan") {
+        Name(pane, below_->name(), kBuy, QStringLiteral("&#9650;"));
+    }
+    if (scan && data_->kind != "buy scan") {
         Name(pane, above_->name(), kSell, QStringLiteral("&#9670;"));
     }
     if (!data_->bars.dates.empty()) {

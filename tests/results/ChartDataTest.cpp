@@ -235,6 +235,8 @@ TEST_F(ChartDataTest, AScanMarksItsBuyAndSellBarsInBarOrder) {
     const Result<ChartData> chart = LoadChartData(run, "HAND", Day("2024-01-09"));
     ASSERT_TRUE(chart.ok()) << chart.problem().Message();
     EXPECT_EQ(chart->title, "HAND: scan");
+    run.formulaText = "Sell = Close < 11;";
+    EXPECT_EQ(LoadChartData(run, "HAND", 0)->kind, "sell scan");
     std::vector<std::pair<std::size_t, ChartMarkKind>> marks;
     for (const ChartMark& mark : chart->marks) {
         marks.emplace_back(mark.bar, mark.kind);
