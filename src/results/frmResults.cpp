@@ -17,6 +17,7 @@
 #include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QHeaderView>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QMessageBox>
 #include <QProgressBar>
@@ -87,7 +88,10 @@ frmResults::frmResults(QWidget* parent) : QWidget(parent, Qt::Window) {
     chtHitsPerDay_ = Named(new QChartView, "chtHitsPerDay");
     chtHitsPerDay_->setRenderHint(QPainter::Antialiasing);
     chtHitsPerDay_->setMinimumHeight(200);
-    chtHitsPerDay_->setToolTip(tr("Symbols that passed on each day; click a day to see its rows"));
+    chtHitsPerDay_->setToolTip(tr("Symbols that passed on each day; click a day (or use the "
+                                  "arrow keys) to see its rows"));
+    chtHitsPerDay_->setFocusPolicy(Qt::StrongFocus);
+    chtHitsPerDay_->installEventFilter(this);
 
     auto* progressRow = new QHBoxLayout;
     progressRow->addWidget(prgRun_, 1);
@@ -296,6 +300,27 @@ void frmResults::BuildHitsPerDay() {
     ReplaceChart(chtHitsPerDay_, chart);
 }
 
+bool frmResults::eventFilter(QObject* watched, QEvent* event) {
+    if (watched != chtHitsPerDay_ || event->type() != QEvent::KeyPress || table_ == nullptr ||
+        table_->HitsPerDay().empty()) {
+        return QWidget::eventFilter(watched, event);
+    }
+    const int last = static_cast<int>(table_->HitsPerDay().size()) - 1;
+    switch (static_cast<QKeyEvent*>(event)->key()) {
+    case Qt::Key_Left:
+        ShowDayAt(chosenBar_ ? std::max(*chosenBar_ - 1, 0) : last);
+        return true;
+    case Qt::Key_Right:
+        ShowDayAt(chosenBar_ ? std::min(*chosenBar_ + 1, last) : 0);
+        return true;
+    case Qt::Key_Escape:
+        ShowAllDays();
+        return true;
+    default:
+        return QWidget::eventFilter(watched, event);
+    }
+}
+
 void frmResults::ChooseDay(int index) {
     if (table_ == nullptr || index < 0 ||
         static_cast<std::size_t>(index) >= table_->HitsPerDay().size()) {
@@ -306,6 +331,10 @@ void frmResults::ChooseDay(int index) {
         ShowAllDays();
         return;
     }
+    ShowDayAt(index);
+}
+
+void frmResults::ShowDayAt(int index) {
     RunGuarded(
         [&] { model_->ShowDay(table_->HitsPerDay()[static_cast<std::size_t>(index)].date); });
     chosenBar_ = index;

@@ -56,13 +56,19 @@ public:
     // Where Export... writes; by default a file dialog asks. Tests answer it.
     std::function<std::optional<std::string>()> askExportFile;
 
+protected:
+    // Left and Right step through the days in the chart, Escape shows all days again.
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 signals:
     // The user selected a row: its symbol becomes the program's current symbol.
     void SymbolChosen(const QString& symbol);
 
 private:
     void BuildHitsPerDay();
+    // A click on a day's bar: shows its rows, or all rows again when it is the day shown.
     void ChooseDay(int index);
+    void ShowDayAt(int index);
     void ShowAllDays();
     void RowSelected(const QModelIndex& current);
     void OpenChart(const QModelIndex& index);

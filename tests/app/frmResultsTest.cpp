@@ -265,6 +265,17 @@ private slots:
         QCOMPARE(ColumnOf(results, 1), QStringList({"2024-01-08", "2024-01-08"}));
         ClickDay(results, 2);
         QCOMPARE(Widget<QLabel>(results, "lblCount")->text(), QStringLiteral("6 rows"));
+        // The keyboard steps through the days and lets them go.
+        auto* chart = Widget<QChartView>(results, "chtHitsPerDay");
+        chart->setFocus(Qt::TabFocusReason);
+        QTest::keyClick(chart, Qt::Key_Right);
+        QTest::keyClick(chart, Qt::Key_Right);
+        QCOMPARE(ColumnOf(results, 1), QStringList({"2024-01-04", "2024-01-04"}));
+        QTest::keyClick(chart, Qt::Key_Left);
+        QTest::keyClick(chart, Qt::Key_Left);
+        QCOMPARE(ColumnOf(results, 1).front(), QStringLiteral("2024-01-03"));
+        QTest::keyClick(chart, Qt::Key_Escape);
+        QCOMPARE(Grid(results)->model()->rowCount(), 6);
     }
 
     void aSecondRunReplacesTheRowsUnlessTheyAreKept() {
