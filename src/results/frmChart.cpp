@@ -623,7 +623,10 @@ bool frmChart::eventFilter(QObject* watched, QEvent* event) {
         break;
     case QEvent::Wheel: {
         const auto* wheel = static_cast<QWheelEvent*>(event);
-        const int steps = wheel->angleDelta().y() / 120;
+        // A touchpad turns in small steps: they add up to whole ones.
+        wheelAngle_ += wheel->angleDelta().y();
+        const int steps = wheelAngle_ / 120;
+        wheelAngle_ -= steps * 120;
         const double anchor = across(wheel->position().x());
         Handle([&] {
             for (int k = 0; k < std::abs(steps); ++k) {

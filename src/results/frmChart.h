@@ -99,6 +99,7 @@ private:
     QLabel* lblProblem = nullptr;
     std::optional<double> dragFrom_;
     std::size_t dragFirst_ = 0;
+    int wheelAngle_ = 0; // eighths of a degree not yet zoomed by
 };
 
 } // namespace marlindex

@@ -204,6 +204,14 @@ private slots:
         QVERIFY(view.count() < ChartViewport::kOpeningBars);
         QVERIFY(std::abs(static_cast<double>(view.first()) + static_cast<double>(view.count()) / 2 -
                          pinned) <= 1);
+        // A touchpad's small turns add up to a step.
+        const std::size_t zoomed = view.count();
+        QWheelEvent small(centre, rsi->viewport()->mapToGlobal(centre), QPoint(), QPoint(0, -60),
+                          Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
+        QApplication::sendEvent(rsi->viewport(), &small);
+        QCOMPARE(view.count(), zoomed);
+        QApplication::sendEvent(rsi->viewport(), &small);
+        QVERIFY(view.count() > zoomed);
         CheckPanesShowTheView(*form);
 
         // Dragging the price pane to the right by half its width shows earlier bars.
