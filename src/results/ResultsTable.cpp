@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 #include <utility>
 
 namespace marlindex {
@@ -96,18 +97,38 @@ std::string ResultsTable::CellText(std::size_t shown, std::size_t column) const 
 
 void ResultsTable::SortBy(std::size_t column, bool descending) {
     const AnalysisResults& results = run_->results;
+    sortColumn_ = column;
+    descending_ = descending;
+    if (column == 0) {
+        // The run gives its rows grouped by symbol in byte order: by symbol is the run's own
+        // order, or its groups from the last, each still by date.
+        const std::size_t n = results.rows.size();
+        order_.resize(n);
+        if (!descending) {
+            std::iota(order_.begin(), order_.end(), std::uint32_t{0});
+        } else {
+            auto next = order_.begin();
+            for (std::size_t end = n; end > 0;) {
+                std::size_t begin = end - 1;
+                while (begin > 0 && results.rows[begin - 1].symbol == results.rows[begin].symbol) {
+                    --begin;
+                }
+                for (std::size_t r = begin; r < end; ++r) {
+                    *next++ = static_cast<std::uint32_t>(r);
+                }
+                end = begin;
+            }
+        }
+        Narrow();
+        return;
+    }
     const std::size_t width = results.columns.size();
     // One key per row, then a sort of (key, row) pairs: the row number breaks ties in the
     // run's own order, and the pairs sit together in memory, which keeps 100,000 rows quick.
     const auto key = [&](std::uint32_t r) -> double {
         const ResultRow& row = results.rows[r];
-        switch (column) {
-        case 0:
-            return row.symbol; // symbols are numbered in byte order
-        case 1:
+        if (column == 1) {
             return row.date;
-        default:
-            break;
         }
         if (results.mode == AnalysisMode::Scan) {
             return column == 2 ? static_cast<double>(row.trade) : row.close;
@@ -132,8 +153,6 @@ void ResultsTable::SortBy(std::size_t column, bool descending) {
         order_.push_back(r);
     }
     order_.insert(order_.end(), empty.begin(), empty.end());
-    sortColumn_ = column;
-    descending_ = descending;
     Narrow();
 }
 
