@@ -594,6 +594,13 @@ bool frmChart::HandleKey(int key) {
     return true;
 }
 
+bool frmChart::event(QEvent* event) {
+    if (event->type() == QEvent::WindowActivate && data_) {
+        emit SymbolChosen(ToQt(data_->symbol));
+    }
+    return QWidget::event(event);
+}
+
 void frmChart::keyPressEvent(QKeyEvent* event) {
     if (!HandleKey(event->key())) {
         QWidget::keyPressEvent(event);

@@ -46,7 +46,12 @@ public:
     // Copies the view onto the panes: the bars shown, each pane's value range, the marks.
     void Mirror();
 
+signals:
+    // The user turned to this chart: its symbol becomes the program's current symbol.
+    void SymbolChosen(const QString& symbol);
+
 protected:
+    bool event(QEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
 

@@ -17,6 +17,7 @@
 #include <QLabel>
 #include <QLineSeries>
 #include <QScatterSeries>
+#include <QSignalSpy>
 #include <QTest>
 #include <QValueAxis>
 #include <QWheelEvent>
@@ -160,6 +161,13 @@ private slots:
         // Only the lowest pane writes dates.
         QVERIFY(!price->chart()->axes(Qt::Horizontal).front()->labelsVisible());
         QVERIFY(rsi->chart()->axes(Qt::Horizontal).front()->labelsVisible());
+
+        // Turning to the chart makes its symbol the current one.
+        QSignalSpy chosen(form.get(), &frmChart::SymbolChosen);
+        QEvent activate(QEvent::WindowActivate);
+        QApplication::sendEvent(form.get(), &activate);
+        QCOMPARE(chosen.size(), 1);
+        QCOMPARE(chosen.front().front().toString(), QStringLiteral("JPM"));
 
         form->resize(1200, 820);
         test::SaveScreenshot(*form, QStringLiteral("chart"));
