@@ -474,7 +474,15 @@ const RegistryData::Key* RegistryData::FindKey(RegistryRoot root, std::string_vi
 
 RegistryData::Key* RegistryData::FindOrCreateKey(RegistryRoot root, std::string_view path) {
     std::vector<std::string_view> segments;
-    if (RegistryRootName(root).empty() || !SplitKeyPath(path, segments, nullptr)) {
+    if (!SplitKeyPath(path, segments, nullptr)) {
+        return nullptr;
+    }
+    return FindOrCreateKey(root, segments);
+}
+
+RegistryData::Key* RegistryData::FindOrCreateKey(RegistryRoot root,
+                                                 const std::vector<std::string_view>& segments) {
+    if (RegistryRootName(root).empty()) {
         return nullptr;
     }
     auto rootIt = std::lower_bound(roots_.begin(), roots_.end(), root,
@@ -483,9 +491,17 @@ RegistryData::Key* RegistryData::FindOrCreateKey(RegistryRoot root, std::string_
         rootIt = roots_.insert(rootIt, Root{root, Key{}});
     }
     Key* key = &rootIt->key;
+    // One buffer for the lower-case names: a file of many keys reads them without allocating
+    // for every segment of every path.
+    std::string folded;
     for (std::string_view segment : segments) {
-        auto [it, added] = key->subkeys.try_emplace(ToLowerAscii(segment));
-        if (added) {
+        folded.assign(segment);
+        for (char& c : folded) {
+            c = ToLowerAscii(c);
+        }
+        auto it = key->subkeys.lower_bound(folded);
+        if (it == key->subkeys.end() || it->first != folded) {
+            it = key->subkeys.emplace_hint(it, folded, Key{});
             it->second.name = std::string(segment);
         }
         key = &it->second;
@@ -662,7 +678,7 @@ Result<RegistryData> RegistryData::FromRegedit4(std::string_view text) {
             if (!SplitKeyPath(path, segments, &why)) {
                 return fail({lines.number(), why});
             }
-            key = data.FindOrCreateKey(*root, path);
+            key = data.FindOrCreateKey(*root, segments);
             continue;
         }
         if (key == nullptr) {

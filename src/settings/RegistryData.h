@@ -11,6 +11,7 @@
 #include "startup/Problem.h"
 
 #include <cstddef>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -68,9 +69,9 @@ private:
     // Subkeys and values are found through ordered and hashed indexes, so that reading a file
     // of n keys or n values takes time in proportion to n, whatever their order.
     struct Key {
-        std::string name;                   // first spelling
-        std::map<std::string, Key> subkeys; // by lower-case name: sorted as the file is written
-        std::vector<NamedValue> values;     // in the order first written
+        std::string name;                                // first spelling
+        std::map<std::string, Key, std::less<>> subkeys; // by lower-case name, in file order
+        std::vector<NamedValue> values;                  // in the order first written
         std::unordered_map<std::string, std::size_t> valueIndex; // lower-case name -> position
     };
 
@@ -81,6 +82,7 @@ private:
 
     const Key* FindKey(RegistryRoot root, std::string_view path) const;
     Key* FindOrCreateKey(RegistryRoot root, std::string_view path);
+    Key* FindOrCreateKey(RegistryRoot root, const std::vector<std::string_view>& segments);
     static const NamedValue* FindValue(const Key& key, std::string_view name);
     static void SetValue(Key& key, std::string_view name, const RegistryValue& value);
     static void WriteKey(std::string& out, const Key& key, std::string& path);

@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <fstream>
 #include <istream>
-#include <iterator>
 #include <random>
 
 namespace marlindex {
@@ -59,7 +58,12 @@ std::optional<std::string> ReadWholeFile(const fs::path& path, std::error_code* 
     }
     std::string bytes;
     try {
-        bytes.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+        // Block reads: a character at a time takes longer than parsing what was read.
+        std::array<char, 1 << 16> block{};
+        while (in.read(block.data(), static_cast<std::streamsize>(block.size())) ||
+               in.gcount() > 0) {
+            bytes.append(block.data(), static_cast<std::size_t>(in.gcount()));
+        }
     } catch (const std::ios_base::failure&) {
         // The stream buffer reports a failed read (a device, a vanished file) by throwing.
         in.setstate(std::ios::badbit);
