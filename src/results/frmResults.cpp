@@ -384,6 +384,8 @@ void frmResults::OpenChart(const QModelIndex& index) {
     if (const std::optional<std::string> failure = RunGuarded([&] {
             auto* chart =
                 new frmChart(table_->SharedRun(), table_->SymbolAt(row), table_->DateAt(row), this);
+            // Turning to a chart makes its symbol the current one, as selecting its row does.
+            connect(chart, &frmChart::SymbolChosen, this, &frmResults::SymbolChosen);
             chart->show();
             chart->raise();
             chart->activateWindow();

@@ -239,6 +239,13 @@ private slots:
         QCOMPARE(charts.size(), qsizetype(2));
         QVERIFY(charts.front()->isVisible());
         QVERIFY(charts.front()->windowTitle().startsWith(QStringLiteral("BBB")));
+
+        // Another row makes its symbol current; turning back to a chart makes the chart's.
+        const QModelIndex first = grid->model()->index(0, 0);
+        QTest::mouseClick(grid->viewport(), Qt::LeftButton, {}, grid->visualRect(first).center());
+        QCOMPARE(QString::fromStdString(state_->currentSymbol.Symbol()), first.data().toString());
+        QApplication::setActiveWindow(charts.front());
+        QTRY_COMPARE(QString::fromStdString(state_->currentSymbol.Symbol()), QStringLiteral("BBB"));
     }
 
     void aDayClickedInTheChartShowsItsRows() {
