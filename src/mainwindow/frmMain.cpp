@@ -4,6 +4,7 @@
 #include "about/frmAbout.h"
 #include "about/frmHelp.h"
 #include "amibroker/LocalBroker.h"
+#include "app/FormSupport.h"
 #include "filter/FilterTree.h"
 #include "filter/frmFilter.h"
 #include "library/FormulaComment.h"
@@ -50,17 +51,8 @@ namespace marlindex {
 
 namespace {
 
-QString Q(const std::string& text) {
-    return QString::fromStdString(text);
-}
-
 std::string S(const QString& text) {
     return text.toStdString();
-}
-
-template <typename Widget> Widget* Named(Widget* widget, const char* name) {
-    widget->setObjectName(QString::fromLatin1(name));
-    return widget;
 }
 
 QComboBox* NewCombo(const char* name) {

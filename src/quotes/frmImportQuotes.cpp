@@ -1,5 +1,6 @@
 #include "quotes/frmImportQuotes.h"
 
+#include "app/FormSupport.h"
 #include "startup/EventGuard.h"
 
 #include <QApplication>
@@ -20,15 +21,6 @@
 namespace marlindex {
 
 namespace {
-
-QString Q(const std::string& text) {
-    return QString::fromStdString(text);
-}
-
-template <typename Widget> Widget* Named(Widget* widget, const char* name) {
-    widget->setObjectName(QString::fromLatin1(name));
-    return widget;
-}
 
 frmImportQuotes::Choosers WithFileDialogs(frmImportQuotes::Choosers choosers) {
     const QString csv = QObject::tr("Price files (*.csv);;All files (*)");

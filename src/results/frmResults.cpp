@@ -1,5 +1,6 @@
 #include "results/frmResults.h"
 
+#include "app/FormSupport.h"
 #include "app/ResultsTableModel.h"
 #include "results/frmChart.h"
 #include "results/frmWhyPanel.h"
@@ -31,15 +32,6 @@
 namespace marlindex {
 
 namespace {
-
-QString Q(const std::string& text) {
-    return QString::fromStdString(text);
-}
-
-template <typename Widget> Widget* Named(Widget* widget, const char* name) {
-    widget->setObjectName(QString::fromLatin1(name));
-    return widget;
-}
 
 // More days than this and the chart labels months instead of days, which would overlap.
 constexpr std::size_t kDayLabels = 31;
