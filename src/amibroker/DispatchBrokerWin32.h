@@ -27,20 +27,22 @@ namespace marlindex {
 class DispatchObject {
 public:
     DispatchObject() = default;
-    // Takes over the reference the caller holds; `name` names the object in errors.
-    DispatchObject(IDispatch* object, std::string name);
+    // Takes over the reference the caller holds; `name` names the object in errors. A call
+    // the application refuses as busy is retried for `busyLimit`.
+    DispatchObject(IDispatch* object, std::string name,
+                   std::chrono::milliseconds busyLimit = std::chrono::milliseconds(10000));
     DispatchObject(const DispatchObject& other);
     DispatchObject(DispatchObject&& other) noexcept;
     DispatchObject& operator=(DispatchObject other) noexcept;
     ~DispatchObject();
 
-    // A property's value; an object value is refused (GetObject takes those).
+    // A property's value; an object value is refused (GetDispatch takes those).
     Variant Get(const std::string& member);
     void Put(const std::string& member, const Variant& value);
     // A method with its arguments, first to last; its result (Empty when it has none).
     Variant Call(const std::string& member, const std::vector<Variant>& arguments = {});
     // A property whose value is an automation object.
-    DispatchObject GetObject(const std::string& member);
+    DispatchObject GetDispatch(const std::string& member);
 
     explicit operator bool() const { return object_ != nullptr; }
     IDispatch* Raw() const { return object_; }
@@ -48,6 +50,7 @@ public:
 private:
     IDispatch* object_ = nullptr;
     std::string name_;
+    std::chrono::milliseconds busyLimit_{10000};
 };
 
 class DispatchAnalysis final : public Analysis {
