@@ -24,6 +24,7 @@ int RunCli(const std::vector<std::string>& args, std::istream& in, std::ostream&
     AddDatabaseCommands(app, streams, commands);
     AddScanCommand(app, streams, commands);
     AddCustomToolsCommands(app, streams, commands);
+    AddRunCommand(app, streams, commands);
 
     std::vector<const char*> argv{"marlindex-cli"};
     for (const std::string& arg : args) {

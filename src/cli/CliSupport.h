@@ -43,6 +43,7 @@ void AddLibraryCommands(CLI::App& app, CliStreams streams, CliCommands& commands
 void AddDatabaseCommands(CLI::App& app, CliStreams streams, CliCommands& commands);
 void AddScanCommand(CLI::App& app, CliStreams streams, CliCommands& commands);
 void AddCustomToolsCommands(CLI::App& app, CliStreams streams, CliCommands& commands);
+void AddRunCommand(CLI::App& app, CliStreams streams, CliCommands& commands);
 
 // What the tool reads from the command line, with the most bytes each may hold: a file
 // beyond that is refused before it is read, and so are pipes and devices (standard input,

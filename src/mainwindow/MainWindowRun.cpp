@@ -117,16 +117,18 @@ void MainWindowState::mCopy_Click(
     setClipboard(CommentedFormulaText(TodayForComment()));
 }
 
-RunOutcome MainWindowState::btnRun_Click(const RunServices& services) {
+RunOutcome RunFormula(const RunRequest& request, const RunServices& services) {
     RunOutcome outcome;
-    const std::string text = txtForumlae.text;
-    if (text.empty() || services.broker == nullptr) {
+    if (request.formula.empty() || services.broker == nullptr) {
         return outcome;
     }
     try {
         Broker& broker = *services.broker;
         const std::string path = RunFilePath(services.programFolder, broker.Version());
-        const std::string content = mICWC.checked ? CommentedFormulaText(services.today) : text;
+        const std::string content =
+            request.commentRows
+                ? CommentedFormula(services.today, *request.commentRows, request.formula)
+                : request.formula;
         CodepageError codepage;
         const std::optional<std::string> bytes = Utf8ToCp1252(content, &codepage);
         if (!bytes) {
@@ -144,27 +146,24 @@ RunOutcome MainWindowState::btnRun_Click(const RunServices& services) {
         analysis.ClearFilters();
         // The filter is part of the formula text; the application's own filter was just
         // cleared, so "use filter" runs over all symbols.
-        analysis.SetApplyTo(OptCurrentTicker.value && !optAllTickers.value ? 1 : 0);
-        if (optAllBars.value) {
-            analysis.SetRangeMode(0);
-        } else if (OptLastBars.value) {
-            analysis.SetRangeMode(1);
-            analysis.SetRangeN(Variant{scanRangeNumber_});
-        } else if (OptLastDays.value) {
-            analysis.SetRangeMode(2);
-            analysis.SetRangeN(Variant{scanRangeNumber_});
-        } else {
+        analysis.SetApplyTo(request.currentTicker ? 1 : 0);
+        if (!request.range) {
             analysis.SetRangeMode(1);
             analysis.SetRangeN(Variant{std::int16_t{1}});
+        } else if (*request.range == 0) {
+            analysis.SetRangeMode(0);
+        } else {
+            analysis.SetRangeMode(static_cast<std::int16_t>(*request.range));
+            analysis.SetRangeN(Variant{request.rangeNumber});
         }
         if (services.letEventsRun) {
             services.letEventsRun();
         }
-        if (mMOS.checked && services.minimiseWindow) {
+        if (request.minimise && services.minimiseWindow) {
             services.minimiseWindow();
         }
         outcome.started = true;
-        if (optExplore.value) {
+        if (request.explore) {
             analysis.Explore();
         } else {
             analysis.Scan();
@@ -174,6 +173,26 @@ RunOutcome MainWindowState::btnRun_Click(const RunServices& services) {
         outcome.error = error.what();
     }
     return outcome;
+}
+
+RunOutcome MainWindowState::btnRun_Click(const RunServices& services) {
+    RunRequest request;
+    request.formula = txtForumlae.text;
+    if (mICWC.checked) {
+        request.commentRows = RowTexts();
+    }
+    request.currentTicker = OptCurrentTicker.value && !optAllTickers.value;
+    if (optAllBars.value) {
+        request.range = 0;
+    } else if (OptLastBars.value) {
+        request.range = 1;
+    } else if (OptLastDays.value) {
+        request.range = 2;
+    }
+    request.rangeNumber = scanRangeNumber_;
+    request.explore = optExplore.value;
+    request.minimise = mMOS.checked;
+    return RunFormula(request, services);
 }
 
 } // namespace marlindex

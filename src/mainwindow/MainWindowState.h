@@ -47,6 +47,24 @@ struct RunOutcome {
     std::string error;    // why the run stopped early, "" when it did not
 };
 
+// What Run hands the analysis application, as the window's controls chose it; the command-line
+// tool fills it from a scan file so that both run a formula the same way.
+struct RunRequest {
+    std::string formula; // the formula box's text; nothing runs when it is empty
+    // The condition rows' texts for the header comment; none: the formula alone is written.
+    std::optional<std::vector<std::string>> commentRows;
+    bool currentTicker = false; // else all symbols ("use filter" too: the filter is in the text)
+    // 0 all bars, 1 the n last bars, 2 the n last days; none when no range option is selected.
+    std::optional<int> range;
+    std::string rangeNumber; // n as the user typed it
+    bool explore = true;     // else Scan (buy and sell scans differ only in the text)
+    bool minimise = false;
+};
+
+// Writes the run file and has the analysis explore or scan it. A failure ends the run where it
+// happened, keeping a file already written; the outcome says why.
+RunOutcome RunFormula(const RunRequest& request, const RunServices& services);
+
 // Where the run file goes: the program folder's last 9 characters (the folder name
 // "Marlindex") are cut, leaving the analysis application's folder; version 4.7 and later keep
 // formulas in "Formulas", older ones in "AFL". Throws BrokerError for a folder shorter than
