@@ -24,7 +24,8 @@ endfunction()
 # its library. In the Windows build every test runs under Wine (the crossing emulator) and
 # needs the fixture WinePrefix, the fresh prefix of this test run. FIXTURE names another one
 # fixture its tests need instead (a server registered in the prefix, say), whose setup test
-# itself requires WinePrefix, so the prefix is made first.
+# itself requires WinePrefix, so the prefix is made first; the tests of such a fixture run one
+# at a time.
 function(marlindex_test name)
     cmake_parse_arguments(ARG "" "FIXTURE" "SOURCES;DEPENDS" ${ARGN})
     add_executable(${name} ${ARG_SOURCES})
@@ -39,6 +40,10 @@ function(marlindex_test name)
     if(fixture)
         # One name only: gtest_discover_tests cannot pass a list in a property.
         list(APPEND properties FIXTURES_REQUIRED ${fixture})
+    endif()
+    if(ARG_FIXTURE)
+        # A server registered in the prefix is one per prefix: its tests take turns with it.
+        list(APPEND properties RESOURCE_LOCK ${ARG_FIXTURE})
     endif()
     include(GoogleTest)
     # Under Wine the listing may be the first Windows program, which makes the prefix first.
