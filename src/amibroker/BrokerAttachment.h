@@ -57,7 +57,7 @@ public:
     // Writes the main window's run options back to the settings.
     virtual void SaveWindowSettings() = 0;
     // Unloads the main window, which ends the program: the host closes its window and its
-    // close calls Close().
+    // close calls Close(). May come before MainWindow() when the load refuses.
     virtual void UnloadMainWindow() = 0;
 };
 
@@ -83,9 +83,14 @@ public:
     // program." is shown.
     LoadOutcome Load(Clock::time_point now = Clock::now());
 
-    // The timer's call, as often as the form likes: a tick runs when the timer is on and its
-    // interval has passed since it was started. A tick turns the timer off while it works, so
-    // a tick never runs inside another (a message box's own events may call here).
+    // How often the form's own timer should call Tick. A form timer of the full interval may
+    // fire a hair before each tick is due and so tick only every other time; polling finer keeps
+    // each tick within this much of its second.
+    static constexpr std::chrono::milliseconds kPollInterval{100};
+
+    // The timer's call: a tick runs when the timer is on and its interval has passed since it
+    // was started. A tick turns the timer off while it works, so a tick never runs inside
+    // another (a message box's own events may call here).
     void Tick(Clock::time_point now);
     bool TimerEnabled() const { return timerEnabled_; }
 
