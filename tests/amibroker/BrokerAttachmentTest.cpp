@@ -143,7 +143,7 @@ TEST_F(BrokerAttachmentTest, LoadRunsItsStepsInOrderAndDocksOntoAmiBroker) {
     EXPECT_EQ(FirstMarket(), "Alpha") << "the filter's lists come from AmiBroker's database";
     EXPECT_TRUE(attachment.TimerEnabled());
 
-    // "Window in taskbar" switched on and off again.
+    // "Window in taskbar" switched on and off again: its own task bar button, then docked.
     windows.calls.clear();
     attachment.WindowInTaskBarChanged(true);
     attachment.WindowInTaskBarChanged(false);
@@ -151,36 +151,16 @@ TEST_F(BrokerAttachmentTest, LoadRunsItsStepsInOrderAndDocksOntoAmiBroker) {
                                       "SetParent " + main + " " + std::to_string(amiBroker)}));
 }
 
-TEST_F(BrokerAttachmentTest, WindowInTaskBarStandsApartFromAmiBroker) {
-    host.inTaskBar = true;
-    ASSERT_EQ(Attach(), LoadOutcome::Attached);
-    EXPECT_NE(std::find(windows.calls.begin(), windows.calls.end(),
-                        "SetParent " + std::to_string(FakeHost::kMainWindow) + " 0"),
-              windows.calls.end());
-}
-
-TEST_F(BrokerAttachmentTest, WithoutAShownAmiBrokerWindowOnlyTheMessageAndTheWindowUnloads) {
-    for (const bool hidden : {false, true}) {
-        SCOPED_TRACE(hidden ? "hidden window" : "no window");
-        test::FakeWindowSystem desk;
-        FakeHost away{desk.calls};
-        away.databasePath = first_.string();
-        test::ScriptedPrompts told;
-        BrokerAttachment alone(away, desk, told);
-        away.attachment = &alone;
-        if (hidden) {
-            desk.Add("AmiBroker - [Default]", test::FakeWindowSystem::kDesktop, false);
-        }
-        EXPECT_EQ(alone.Load(start), LoadOutcome::NotOpen);
-        ASSERT_EQ(told.shown.size(), 1u);
-        EXPECT_EQ(told.shown[0].text, kNoAnalysisApplicationText);
-        EXPECT_EQ(told.shown[0].icon, PromptIcon::Exclamation);
-        // Drawing thaws before the message; the unload saves the settings it loaded.
-        EXPECT_EQ(Strings(desk.calls.end() - 3, desk.calls.end()),
-                  (Strings{"LockUpdate 0", "UnloadMainWindow", "SaveWindowSettings"}));
-        EXPECT_FALSE(alone.TimerEnabled());
-        EXPECT_EQ(alone.AttachedBroker(), nullptr);
-    }
+TEST_F(BrokerAttachmentTest, AHiddenAmiBrokerWindowGivesOnlyTheMessageAndTheWindowUnloads) {
+    windows.Add("AmiBroker - [Default]", test::FakeWindowSystem::kDesktop, false);
+    EXPECT_EQ(attachment.Load(start), LoadOutcome::NotOpen);
+    ASSERT_EQ(prompts.shown.size(), 1u);
+    EXPECT_EQ(prompts.shown[0].text, kNoAnalysisApplicationText);
+    EXPECT_EQ(prompts.shown[0].icon, PromptIcon::Exclamation);
+    // Drawing thaws before the message; the unload saves the settings the load read.
+    EXPECT_EQ(Strings(windows.calls.begin() + 4, windows.calls.end()),
+              (Strings{"LockUpdate 1", "LockUpdate 0", "UnloadMainWindow", "SaveWindowSettings"}));
+    EXPECT_FALSE(attachment.TimerEnabled());
 }
 
 TEST_F(BrokerAttachmentTest, NoAmiBrokerToAttachToGivesOnlyTheMessageAndSavesNothing) {
