@@ -183,6 +183,33 @@ TEST_F(DispatchBrokerTest, ABusyAmiBrokerIsRetriedUntilTheLimitThenGivenUpOn) {
     EXPECT_EQ(Log(), (std::vector<std::string>{"DatabasePath get"})); // refused calls never ran
 }
 
+// The window the program finds and docks to: titled and classed as AmiBroker's main window.
+TEST_F(DispatchBrokerTest, TheStandInsWindowCanBeHiddenAndClosedWhileItStillAnswers) {
+    DispatchBroker broker;
+    HWND window = FindWindowW(nullptr, L"AmiBroker - [stand-in]");
+    if (!window) {
+        HWND ours = CreateWindowExW(0, L"STATIC", L"probe", WS_OVERLAPPED, 0, 0, 10, 10, nullptr,
+                                    nullptr, nullptr, nullptr);
+        if (!ours) {
+            GTEST_SKIP() << "this Wine makes no windows (no display and no null driver)";
+        }
+        DestroyWindow(ours);
+    }
+    ASSERT_NE(window, nullptr);
+    char className[64] = {};
+    GetClassNameA(window, className, sizeof className);
+    EXPECT_EQ(std::string(className).substr(0, 4), "Afx:");
+    EXPECT_TRUE(IsWindowVisible(window));
+
+    broker.Application().Call("HideWindow");
+    EXPECT_FALSE(IsWindowVisible(window));
+    broker.Application().Call("ShowWindow");
+    EXPECT_TRUE(IsWindowVisible(window));
+    broker.Application().Call("CloseWindow");
+    EXPECT_FALSE(IsWindow(window));
+    EXPECT_EQ(broker.Version(), "5.00");
+}
+
 TEST(DispatchBrokerStart, WithNoAmiBrokerRunningTheRegisteredServerIsStartedAndEndsWithUs) {
     CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     SetEnvironmentVariableA("BROKER_STANDIN_LOG", nullptr);
