@@ -42,6 +42,7 @@ class DispatchBrokerTest : public ::testing::Test {
 protected:
     void SetUp() override {
         CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+        QuitLeftOver();
         char folder[MAX_PATH];
         GetTempPathA(MAX_PATH, folder);
         log_ = std::string(folder) + "standin-" + std::to_string(GetCurrentProcessId()) + "-" +
@@ -83,6 +84,29 @@ protected:
             CloseHandle(process_.hProcess);
         }
         CoUninitialize();
+    }
+
+    // One a crashed test left running would answer in place of this test's own.
+    static void QuitLeftOver() {
+        CLSID id{};
+        for (int tries = 0; tries < 50 && SUCCEEDED(CLSIDFromProgID(L"Broker.Application", &id));
+             ++tries) {
+            IUnknown* running = nullptr;
+            if (FAILED(GetActiveObject(id, nullptr, &running)) || !running) {
+                return;
+            }
+            IDispatch* object = nullptr;
+            running->QueryInterface(IID_IDispatch, reinterpret_cast<void**>(&object));
+            running->Release();
+            if (object) {
+                try {
+                    DispatchObject(object, "left over").Call("Quit");
+                } catch (const BrokerError&) {
+                    // gone already
+                }
+            }
+            Sleep(100);
+        }
     }
 
     std::vector<std::string> Log() const {
@@ -147,10 +171,17 @@ TEST_F(DispatchBrokerTest, AFailedCallNamesItsMemberAndAmiBrokersDescription) {
     EXPECT_NE(error.find("told to fail Explore"), std::string::npos) << error;
     EXPECT_NO_THROW(analysis.Scan()); // only that one call failed
 
+    broker.Application().Call("FailNextCall", {std::string("ClearFilters")});
+    EXPECT_NO_THROW(analysis.LoadFormula("C:\\f.afl"));
+    const std::string clear = ErrorOf([&] { analysis.ClearFilters(); });
+    EXPECT_NE(clear.find("AmiBroker.Analysis.ClearFilters"), std::string::npos) << clear;
+
     const std::string unknown = ErrorOf([&] { broker.Application().Call("Backtest"); });
     EXPECT_NE(unknown.find("AmiBroker.Backtest"), std::string::npos) << unknown;
     EXPECT_NE(unknown.find("no such member"), std::string::npos) << unknown;
-    EXPECT_EQ(Log(), (std::vector<std::string>{"Analysis get", "Explore call", "Scan call"}));
+    EXPECT_EQ(Log(), (std::vector<std::string>{"Analysis get", "Explore call", "Scan call",
+                                               "LoadFormula call VT_BSTR:C:\\f.afl",
+                                               "ClearFilters call"}));
 }
 
 TEST_F(DispatchBrokerTest, CallsAfterAmiBrokerHasGoneFailNamingTheMember) {

@@ -2,8 +2,12 @@
 // It registers as "Broker.Application", owns a top-level window titled as AmiBroker's, answers
 // the members the program calls and appends one line per call to the file named by the
 // environment variable BROKER_STANDIN_LOG: the member, get, put or call, then each argument as
-// VT_TYPE:value. Members only tests use (hiding or closing the window, changing the answers,
-// failing a call, being busy, quitting) are not logged, so a log holds the program's calls only.
+// VT_TYPE:value. Members only tests use are not logged, so a log holds the program's calls only:
+//   HideWindow(), ShowWindow(), CloseWindow()      AmiBroker's window
+//   SetVersion(text), SetDatabasePath(text)        what Version and DatabasePath answer
+//   FailNextCall([member])                         the next call (of that member) fails
+//   BusyFor(milliseconds)                          calls are refused as busy for that long
+//   ProcessId, Quit()
 //
 //   broker-standin.exe /regserver   registers it and ends
 //   broker-standin.exe [-Embedding] runs it (COM adds -Embedding when it starts the server)
@@ -43,6 +47,7 @@ struct State {
     std::wstring version = L"5.00";
     std::wstring databasePath = L"C:\\Program Files\\AmiBroker\\Data";
     bool failNext = false;
+    std::wstring failMember; // empty: whichever member comes next
     ULONGLONG busyUntil = 0;
     long connections = 0;
     bool hadClient = false;
@@ -241,7 +246,8 @@ public:
                 : member.kind == Kind::Put ? "put"
                                            : "call",
                 parameters);
-            if (state.failNext) {
+            if (state.failNext && (state.failMember.empty() ||
+                                   _wcsicmp(state.failMember.c_str(), member.name) == 0)) {
                 state.failNext = false;
                 return Fail(exception,
                             L"The stand-in was told to fail " + std::wstring(member.name));
@@ -286,6 +292,11 @@ private:
         } else if (name == L"CloseWindow") {
             DestroyWindow(state.window);
         } else if (name == L"FailNextCall") {
+            // FailNextCall() fails the next call, FailNextCall("Scan") the next call of Scan.
+            state.failMember.clear();
+            if (parameters->cArgs > 0 && FAILED(text(state.failMember))) {
+                return Fail(exception, L"FailNextCall takes a member's name");
+            }
             state.failNext = true;
         } else if (name == L"BusyFor") {
             VARIANT ms;
