@@ -8,8 +8,9 @@
 // refuses calls while it shows a dialog; such a call is retried for a bounded time and then
 // fails with a BrokerError saying so, so that the window never hangs on a busy AmiBroker.
 //
-// Everything here lives on one thread: the one that attached, which must not be in a
-// multithreaded apartment already (the retries of a refused call need a single-threaded one).
+// Everything here lives on one thread, the one that attached: COM joins it as a
+// single-threaded apartment (unless it is in one already) for as long as the broker lives.
+// While a refused call waits for its next try, the thread's window messages are handled.
 #pragma once
 
 #include "amibroker/Broker.h"
