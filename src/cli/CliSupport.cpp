@@ -4,6 +4,8 @@
 #include "formula/IndicatorParameters.h"
 #include "settings/ProgramSettings.h"
 #include "startup/AtomicFile.h"
+#include "startup/Codepage.h"
+#include "startup/TextHelpers.h"
 
 #include <iostream>
 #include <iterator>
@@ -55,6 +57,19 @@ GeneratedScan GenerateWithSettings(const Scan& scan, const std::string& registry
         err << "warning: " << store.place << ": " << warning << "\n";
     }
     return GenerateScan(scan, settings);
+}
+
+bool IsScanFile(const std::string& name) {
+    return name.size() > 5 && EqualsIgnoreCase(name.substr(name.size() - 5), ".json");
+}
+
+std::optional<std::string> ReadFormulaFile(const std::string& name, std::istream& in,
+                                           std::ostream& err, int* status) {
+    const std::optional<std::string> bytes = ReadInput(name, in, err, kFormulaFileKind, status);
+    if (!bytes) {
+        return std::nullopt;
+    }
+    return EncodeUtf8(DecodeText(*bytes));
 }
 
 std::string DisplayName(const std::string& name) {

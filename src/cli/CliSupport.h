@@ -68,6 +68,14 @@ std::optional<ParsedScan> ReadScanFile(const std::string& name, std::istream& in
 // settings are only read: a damaged file is reported on stderr and left where it is.
 GeneratedScan GenerateWithSettings(const Scan& scan, const std::string& registryFile,
                                    std::ostream& err);
+// Whether a file named on the command line is a scan file (by its ".json" ending) rather than
+// a formula.
+bool IsScanFile(const std::string& name);
+// A formula file named on the command line ("-" is stdin) as UTF-8 text: AmiBroker writes
+// Windows-1252, an editor UTF-8, and each character is read as it was meant. None, with the
+// reason on stderr and the exit status in `status`, when it cannot be read.
+std::optional<std::string> ReadFormulaFile(const std::string& name, std::istream& in,
+                                           std::ostream& err, int* status = nullptr);
 // How a file name appears in messages: "-" is "stdin".
 std::string DisplayName(const std::string& name);
 // The settings of --registry (`file`; the default store when empty). What went wrong while

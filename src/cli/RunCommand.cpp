@@ -4,9 +4,7 @@
 #include "cli/CliCommands.h"
 #include "library/FormulaComment.h"
 #include "mainwindow/MainWindowState.h"
-#include "startup/Codepage.h"
 #include "startup/StartupArguments.h"
-#include "startup/TextHelpers.h"
 
 #include <iostream>
 #include <memory>
@@ -38,10 +36,6 @@ public:
 private:
     std::ostream* err_;
 };
-
-bool IsScanFile(const std::string& name) {
-    return name.size() > 5 && EqualsIgnoreCase(name.substr(name.size() - 5), ".json");
-}
 
 int RangeValue(const std::string& range) {
     return range == "bars" ? kRangeLastBars : range == "days" ? kRangeLastDays : kRangeAllBars;
@@ -90,12 +84,11 @@ std::optional<RunRequest> Request(const RunCommandOptions& options, std::istream
         range = scan.range;
         n = scan.rangeN;
     } else {
-        const std::optional<std::string> bytes =
-            ReadInput(options.formula, in, err, kFormulaFileKind, &status);
-        if (!bytes) {
+        std::optional<std::string> text = ReadFormulaFile(options.formula, in, err, &status);
+        if (!text) {
             return std::nullopt;
         }
-        request.formula = EncodeUtf8(DecodeText(*bytes));
+        request.formula = std::move(*text);
         request.commentRows = std::vector<std::string>{};
         applyTo = ApplyToValue(options.applyTo);
         range = RangeValue(options.range);

@@ -4,8 +4,6 @@
 #include "analysis/ResultsCsv.h"
 #include "cli/CliCommands.h"
 #include "cli/CliSupport.h"
-#include "startup/Codepage.h"
-#include "startup/TextHelpers.h"
 
 #include <chrono>
 #include <iostream>
@@ -25,10 +23,6 @@ struct ScanOptions {
     std::string formula;
 };
 
-bool IsScanFile(const std::string& name) {
-    return name.size() > 5 && EqualsIgnoreCase(name.substr(name.size() - 5), ".json");
-}
-
 // The formula's text: an .afl file as it is (UTF-8, or Windows-1252 as AmiBroker writes it),
 // a scan file generated exactly as `generate` does. None, with the reason on stderr and the
 // exit status its kind calls for in `status`.
@@ -41,12 +35,7 @@ std::optional<std::string> FormulaText(const ScanOptions& options, std::istream&
         }
         return GenerateWithSettings(parsed->scan, options.registryFile, err).formula;
     }
-    const std::optional<std::string> bytes =
-        ReadInput(options.formula, in, err, kFormulaFileKind, &status);
-    if (!bytes) {
-        return std::nullopt;
-    }
-    return EncodeUtf8(DecodeText(*bytes));
+    return ReadFormulaFile(options.formula, in, err, &status);
 }
 
 AnalysisRequest Request(const ScanOptions& options, const afl::Formula& formula) {
